@@ -1,0 +1,30 @@
+// Positions as people write them: FEN, read into the engine's position record.
+//
+// Range    the four fields that make a position (men, side, castling, en passant) must be there;
+//          the counters may be left out and are only checked for being numbers.
+// Errors   text that names the field and says what is wrong with it; nothing has changed then.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "torval/records.h"
+
+namespace torval {
+
+struct FenPosition {
+    CHSBRD board;             ///< what to set up
+    std::string double_step;  ///< a move to play from there, such as "e2e4", or empty
+};
+
+/// Reads a FEN. Where an en passant capture is possible, `board` is the position before the double
+/// step, since a set-up position offers none itself. On failure *error says why.
+std::optional<FenPosition> ParseFen(std::string_view fen, std::string* error);
+
+/// Reads a FEN and makes it the engine's game position, double step included.
+bool SetUpFen(std::string_view fen, std::string* error);
+
+inline constexpr const char* kStartFen = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+
+}  // namespace torval

@@ -1,0 +1,7 @@
+#include "platform/notify.h"
+
+namespace torval {
+
+NotificationSink notification_sink;
+
+}  // namespace torval

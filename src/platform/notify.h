@@ -1,0 +1,36 @@
+// Where the engine's notifications go.
+//
+// Owner    notify.cpp. One sink; whoever drives the engine fills it before it starts anything.
+// Thread   a notification is raised on the thread that does the work it tells of.
+// Errors   none: an entry that is null is skipped, and nothing is answered.
+#pragma once
+
+#include <cstdint>
+
+#include "torval/records.h"
+
+namespace torval {
+
+struct NotificationSink {
+    /// After a new game, a set-up, a take-back (Mask 1) or a move entered (Mask 3 or 7).
+    void (*output_move)(const W_BOARD& board) = nullptr;
+    /// The root search starts a move; moves_to_go counts this one and those after it.
+    void (*output_next_move)(int depth, int moves_to_go, EVAR move) = nullptr;
+    /// The clocks changed; Command tells which.
+    void (*output_clocks)(const CLOCKS& clocks) = nullptr;
+    /// A new best line (iCommand 1 or 2) or the list of alternatives (3).
+    void (*output_main_var)(const MAINVAR& line) = nullptr;
+    /// A numbered message, see the hosts' table of messages.
+    void (*output_msg)(int id, int p1, int p2, const char* text) = nullptr;
+};
+
+extern NotificationSink notification_sink;
+
+/// Numbers of output_msg that are not outcomes of a move.
+enum : int { MsgStalemate = 7, MsgTimeForfeit = 21 };
+
+inline void NotifyMsg(int id, int p1) {
+    if (notification_sink.output_msg) notification_sink.output_msg(id, p1, 0, "");
+}
+
+}  // namespace torval
