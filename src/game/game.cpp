@@ -20,7 +20,7 @@
 namespace torval {
 
 NextBestList next_best_list;
-MoveList* legal_moves = nullptr;
+std::atomic<MoveList*> legal_moves = nullptr;
 
 namespace {
 
@@ -41,8 +41,8 @@ void NotifyPosition(Move move, std::uint16_t mask) {
 void ForgetGame() {
     ThinkController& c = think_controller;
     SetGameBits(0);
-    EmptyLine();
     c.line = {};
+    PublishLine();
     c.FollowLineFlag = false;
     ClearTT();
     ClearHeuristics();
@@ -78,7 +78,7 @@ std::int16_t ShiftLine(Move move) {
     --line.vlen;
     if (line.depth != 0) --line.depth;
     line.score = static_cast<std::int16_t>(-line.score);
-    think_controller.line_length.store(line.vlen, kRelaxed);
+    PublishLine();
     return score;
 }
 
@@ -94,8 +94,9 @@ Outcome JudgeMove(Move move) {
         case DrawMaterial: outcome = OutcomeMaterial; break;
         case DrawRepetition: outcome = OutcomeRepetition; break;
         case DrawFiftyMoves:
-            outcome =
-                settings_block.BrainFlags & BrainNoFiftyMoves ? OutcomeGoesOn : OutcomeFiftyMoves;
+            outcome = ReadSetting(settings_block.BrainFlags) & BrainNoFiftyMoves
+                          ? OutcomeGoesOn
+                          : OutcomeFiftyMoves;
             break;
     }
     if (outcome != OutcomeGoesOn) NotifyMsg(outcome, 0);
@@ -103,7 +104,8 @@ Outcome JudgeMove(Move move) {
     return outcome;
 }
 
-/// Makes a move of the legal list as a game move. *made is the move with its marks.
+}  // namespace
+
 Outcome MakeGameMove(MoveEntry* entry, Move* made) {
     const int mover = position.SideToMove;
     ClockTick();
@@ -128,6 +130,17 @@ Outcome MakeGameMove(MoveEntry* entry, Move* made) {
     RebuildLegalMoves();
     return outcome;
 }
+
+void TakeBackMove() {
+    PlyRecord* const record = game_record.top;
+    const Move marked = record->move;
+    record->move = Plain(marked);
+    UnmakeMove();
+    record->move = marked;
+    GamePly.fetch_sub(1, kRelaxed);
+}
+
+namespace {
 
 void FillResult(const MoveList& list, int found, MOVES* result) {
     *result = {};
@@ -190,7 +203,7 @@ Status DoMove(const char* text, MOVES* result) {
         RebuildLegalMoves();
         return StatusAmbiguous;
     }
-    MoveEntry* const entry = EntryAt(legal_moves->quiet_head);
+    MoveEntry* const entry = EntryAt(legal_moves.load()->quiet_head);
     SetGameBits(FlagHostToMove);
     const NextBestList& next = next_best_list;
     if (next.count > 0 &&
@@ -212,12 +225,7 @@ Status MoveBack(int count) {
     const int wanted = std::max(count, 1);
     int taken = 0;
     while (taken < wanted && game_record.top > game_record.PlyStack.data()) {
-        PlyRecord* const record = game_record.top;
-        const Move marked = record->move;
-        record->move = Plain(marked);
-        UnmakeMove();
-        record->move = marked;
-        GamePly.fetch_sub(1, kRelaxed);
+        TakeBackMove();
         ++taken;
     }
     GameSide.store(position.SideToMove, kRelaxed);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 
 #include "board/legality.h"
 #include "platform/status.h"
@@ -24,8 +25,9 @@ struct NextBestList {
 
 extern NextBestList next_best_list;
 
-/// Legal moves of the game position, null while a computation has released them.
-extern MoveList* legal_moves;
+/// Legal moves of the game position, null while a computation has released them: the host's thread
+/// may ask whether there are any at any time.
+extern std::atomic<MoveList*> legal_moves;
 
 /// Prepares the engine once: the arena, the transposition table by the settings, a new game.
 void InitialiseEngine();
@@ -39,6 +41,13 @@ Status SetPosition(const CHSBRD& board);
 /// Enters a move given as text. *result holds the moves that fit, after success the move as made.
 /// StatusRecordFull, StatusBusy, StatusBadText, StatusNoMove; StatusAmbiguous when several fit.
 Status DoMove(const char* text, MOVES* result);
+
+/// Makes a move of legal_moves, its marks cleared, as a game move and judges it. *made is the move
+/// with its marks. The list is rebuilt, the host is told.
+Outcome MakeGameMove(MoveEntry* entry, Move* made);
+
+/// Takes the last move of the game back on the working board. Its record keeps it, with its marks.
+void TakeBackMove();
 
 /// Takes back max(count, 1) moves, or as many as there are: StatusTooFewMoves.
 /// StatusComputerToMove, StatusBusy.

@@ -50,7 +50,7 @@ Start ChooseStart(int line_depth) {
     ThinkController& c = think_controller;
     Start start;
     const int known = std::min<int>(line_depth, c.line.vlen);
-    if (known > 0) {
+    if (known > 0 && AnyFlag(FlagEngineToMove)) {
         Centre(&start, c.line.score, PawnValue / 2);
         start.depth = known;
         c.FollowLineFlag = true;
@@ -149,7 +149,7 @@ int Drive(MoveList** root) {
     SetUpEvaluation();
     MoveEntry* const best = Iterate(*root, start);
     if (!best) return 0;
-    UseUpTime();
+    if (AnyFlag(FlagEngineToMove)) UseUpTime();
     (*root)->chosen_count = 1;
     return 1;
 }
@@ -165,6 +165,21 @@ void LoadNextBest(const MoveList& root, int count) {
     }
 }
 
+/// Sends the alternatives, the current one first.
+void NotifyNextBest() {
+    constexpr std::int16_t kAlternatives = 3;
+    if (!notification_sink.output_main_var) return;
+    const NextBestList& list = next_best_list;
+    MAINVAR line = {};
+    line.iCommand = kAlternatives;
+    line.vlen = static_cast<std::int16_t>(list.count);
+    line.score = list.scores[static_cast<unsigned>(list.current)];
+    for (int i = 0; i < list.count; ++i) {
+        line.bstvar[i] = list.moves[static_cast<unsigned>((list.current + i) % list.count)];
+    }
+    notification_sink.output_main_var(line);
+}
+
 void Finish(int chosen, const MoveList& root, MAINVAR* result) {
     constexpr int kFinalLine = 4;
     if (AnyFlag(FlagAbort)) {
@@ -176,31 +191,68 @@ void Finish(int chosen, const MoveList& root, MAINVAR* result) {
         SetGameBits(0);
     } else {
         LoadNextBest(root, chosen);
+        if (next_best_list.count >= 2) NotifyNextBest();
         BuildLine();
         think_controller.line.iCommand = kFinalLine;
+        PublishLine();
         *result = think_controller.line;
     }
+}
+
+/// Both kinds of computation: `result` is null while pondering.
+Status Compute(EngineFlag game_bit, MAINVAR* result) {
+    if (GamePly.load(kRelaxed) >= kMaxGamePly) return StatusRecordFull;
+    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+    RecomputeState();
+    ReleaseLegalMoves();
+    SetGameBits(game_bit);
+    SetFlag(FlagBusy);
+    think_controller.SearchPly = 0;
+    think_controller.QuiescencePly = 0;
+    MoveList* root = nullptr;
+    const int chosen = Drive(&root);
+    if (result) Finish(chosen, *root, result);
+    ReleaseMoves(*root);
+    ClearFlags(FlagAbort | FlagMoveNow);
+    if (AnyFlag(FlagHostToMove | FlagEngineToMove)) SetGameBits(FlagHostToMove);
+    RebuildLegalMoves();
+    return StatusOk;
 }
 
 }  // namespace
 
 Status ComputeMove(MAINVAR* result) {
-    if (GamePly.load(kRelaxed) >= kMaxGamePly) return StatusRecordFull;
-    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    RecomputeState();
-    ReleaseLegalMoves();
-    SetGameBits(FlagEngineToMove);
-    SetFlag(FlagBusy);
     *result = {};
-    think_controller.SearchPly = 0;
-    think_controller.QuiescencePly = 0;
-    MoveList* root = nullptr;
-    const int chosen = Drive(&root);
-    Finish(chosen, *root, result);
-    ReleaseMoves(*root);
-    ClearFlags(FlagAbort | FlagMoveNow);
-    if (AnyFlag(FlagHostToMove | FlagEngineToMove)) SetGameBits(FlagHostToMove);
+    return Compute(FlagEngineToMove, result);
+}
+
+Status Ponder() { return Compute(FlagHostToMove, nullptr); }
+
+Status ExpectedReply(Move* move) {
+    constexpr int kLeastMoves = 3;
+    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+    const MAINVAR line = think_controller.published_line.Load();
+    if (line.vlen < kLeastMoves) return StatusNegative;
+    *move = line.bstvar[0];
+    return StatusOk;
+}
+
+Status DoNextBestMove(Move* move) {
+    NextBestList& list = next_best_list;
+    const bool has_moves = game_record.top > game_record.PlyStack.data();
+    if (list.count < 2 || !has_moves) return StatusNoAlternative;
+    if (AnyFlag(FlagBusy)) return StatusBusy;
+    TakeBackMove();
     RebuildLegalMoves();
+    list.current = (list.current + 1) % list.count;
+    const Move wanted = list.moves[static_cast<unsigned>(list.current)];
+    MoveEntry* const entry = FindMove(*legal_moves, wanted);
+    if (!entry) return StatusNoAlternative;
+    *move = entry->move;
+    NotifyNextBest();
+    entry->move = Plain(entry->move);
+    Move made;
+    (void)MakeGameMove(entry, &made);
     return StatusOk;
 }
 

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "platform/published.h"
 #include "torval/records.h"
 
 namespace torval {
@@ -39,8 +40,7 @@ struct ThinkController {
     bool single_reply = false;          ///< the iteration searched exactly one root move
     std::atomic<bool> settled = false;  ///< the iteration has settled on a best move
     MAINVAR line = {};                  ///< current principal variation
-    /// line.vlen for the clock tick, which may run on the host's thread.
-    std::atomic<std::int16_t> line_length = 0;
+    Published<MAINVAR> published_line;  ///< what the host's thread may read at any time
     std::atomic<std::uint32_t> start_tick = 0;  ///< of the current computation
     std::uint32_t last_iteration_ms = 0;        ///< elapsed when the last iteration ended
     std::uint16_t book_ply = 0;                 ///< GamePly of the last book move, 0 none yet
@@ -49,6 +49,9 @@ struct ThinkController {
 };
 
 extern ThinkController think_controller;
+
+/// Shows the other thread the current principal variation as it now is.
+void PublishLine();
 
 /// Empties the current principal variation.
 void EmptyLine();

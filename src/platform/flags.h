@@ -2,8 +2,8 @@
 //
 // Owner    flags.cpp. Changed by atomic or/and only, so no bit of the other thread is ever lost.
 // Range    FlagHostToMove and FlagEngineToMove are never both set.
-// Thread   any. Reads are relaxed: a stop seen a few nodes late is still a stop, and the data that
-//          a computation leaves behind is handed over by the end of FlagBusy (release, acquire).
+// Thread   any. The search polls relaxed: a stop seen a few nodes late is still a stop. Whoever sees
+//          FlagBusy end (acquire) also sees what the computation left behind (release).
 #pragma once
 
 #include <atomic>
@@ -22,7 +22,22 @@ enum EngineFlag : std::uint16_t {
 extern std::atomic<std::uint16_t> EngineFlags;
 
 inline bool AnyFlag(unsigned mask) {
+    return (EngineFlags.load(std::memory_order_acquire) & mask) != 0;
+}
+/// AnyFlag for the search, at every node.
+inline bool PollFlags(unsigned mask) {
     return (EngineFlags.load(std::memory_order_relaxed) & mask) != 0;
+}
+/// Sets a flag only while another one is set; false when that is not the case.
+inline bool SetFlagWhile(EngineFlag flag, EngineFlag condition) {
+    std::uint16_t flags = EngineFlags.load(std::memory_order_acquire);
+    while (flags & condition) {
+        const auto wanted = static_cast<std::uint16_t>(flags | flag);
+        if (EngineFlags.compare_exchange_weak(flags, wanted, std::memory_order_acq_rel)) {
+            return true;
+        }
+    }
+    return false;
 }
 inline void SetFlag(EngineFlag flag) { EngineFlags.fetch_or(flag, std::memory_order_acq_rel); }
 inline void ClearFlags(unsigned mask) {

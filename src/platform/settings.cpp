@@ -5,6 +5,9 @@
 namespace torval {
 
 SettingsBlock settings_block;
+char ThompsonPath[kThompsonPathSize];
+char NalimovPath[kNalimovPathSize];
+std::uint32_t CacheSizeMB = 4;
 
 void SetDefaultSettings() {
     SettingsBlock& s = settings_block;
@@ -35,6 +38,7 @@ void SetDefaultSettings() {
     std::strcpy(s.UserBookName, "USERBOOK.BK");
     s.ScoreConfidence = 50;
     s.BookMode = 3;
+    ThompsonPath[0] = 0;
 }
 
 bool LevelIsValid(const LEVEL& level) {

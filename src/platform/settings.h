@@ -2,10 +2,13 @@
 //
 // Shape    SettingsBlock is 620 bytes, little-endian; every offset is asserted below.
 // Owner    settings.cpp. One block for the whole engine.
-// Writers  the host's thread, between computations; the engine's set-up clears TranspInUse and
-//          rounds TranspKB to what was allocated.
+// Writers  the host's thread: the level and the search fields between computations, option words,
+//          margins and the rest at any time, by WriteSetting; the engine's set-up clears TranspInUse
+//          and rounds TranspKB to what was allocated.
+// Thread   a field that may change during a computation is read by ReadSetting.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -87,7 +90,25 @@ static_assert(offsetof(SettingsBlock, BookMode) == 616);
 
 extern SettingsBlock settings_block;
 
-/// Writes the defaults into settings_block: depth 5, a table of 1024 KB, the main book.
+/// One field, read and written whole while the other thread may do the same.
+template <typename T>
+T ReadSetting(const T& field) {
+    return std::atomic_ref<T>(const_cast<T&>(field)).load(std::memory_order_relaxed);
+}
+template <typename T>
+void WriteSetting(T* field, T value) {
+    std::atomic_ref<T>(*field).store(value, std::memory_order_relaxed);
+}
+
+/// What is kept beside the block: endgame database paths, zero-terminated, and cache size.
+inline constexpr std::size_t kThompsonPathSize = 20;
+inline constexpr std::size_t kNalimovPathSize = 1024;
+extern char ThompsonPath[kThompsonPathSize];
+extern char NalimovPath[kNalimovPathSize];
+extern std::uint32_t CacheSizeMB;
+
+/// Writes the defaults into settings_block: depth 5, a table of 1024 KB, the main book. The Thompson
+/// path becomes empty; the cache size and the Nalimov path stay.
 void SetDefaultSettings();
 
 /// Whether a host may put this level: every mode has its own ranges.

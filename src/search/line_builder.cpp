@@ -50,7 +50,6 @@ void BuildLine() {
         MakeMove(Plain(move));
     }
     line.vlen = static_cast<std::int16_t>(length);
-    think_controller.line_length.store(line.vlen, std::memory_order_relaxed);
     while (length-- > 0) UnmakeMove();
 }
 

@@ -80,10 +80,8 @@ void MoveToFront(MoveList* list, MoveEntry* entry) {
 
 void NotifyNextMove(int depth, int moves_to_go, Move move) {
     if (!notification_sink.output_next_move) return;
-    if (!AnyFlag(FlagEngineToMove) && !(settings_block.BrainFlags & BrainReportPonderMoves)) {
-        return;
-    }
-    notification_sink.output_next_move(depth, moves_to_go, move);
+    const bool asked_for = (ReadSetting(settings_block.BrainFlags) & BrainReportPonderMoves) != 0;
+    notification_sink.output_next_move(depth, moves_to_go, move, asked_for);
 }
 
 void ReportBestLine(int depth, int score) {
@@ -92,6 +90,7 @@ void ReportBestLine(int depth, int score) {
     line.iCommand = AnyFlag(FlagEngineToMove) ? 1 : 2;
     line.depth = static_cast<std::int16_t>(depth);
     line.score = static_cast<std::int16_t>(score);
+    PublishLine();
     if (notification_sink.output_main_var) notification_sink.output_main_var(line);
 }
 

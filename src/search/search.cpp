@@ -326,7 +326,7 @@ template <Side Us>
 EvalResult Search(int depth, int alpha, int beta, int check) {
     ThinkController& c = think_controller;
     if (--c.NodeCountdown <= 0) PollClock();
-    if (AnyFlag(FlagAbort | FlagMoveNow)) return {static_cast<std::int16_t>(alpha), 0};
+    if (PollFlags(FlagAbort | FlagMoveNow)) return {static_cast<std::int16_t>(alpha), 0};
     const int ply = c.SearchPly;
     if (DrawStatus(ply) != NoDraw) return {0, kExact};
 
@@ -369,7 +369,7 @@ EvalResult Search(int depth, int alpha, int beta, int check) {
             }
         }
     }
-    if (node.probed && node.probe.may_store && !AnyFlag(FlagAbort | FlagMoveNow)) {
+    if (node.probed && node.probe.may_store && !PollFlags(FlagAbort | FlagMoveNow)) {
         StoreTT(node.best, node.best_move, node.beta, ply, node.probe);
     }
     return Shaped(node.Result());

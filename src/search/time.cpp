@@ -43,7 +43,7 @@ void CheckTime() {
         }
     }
     const std::uint32_t max_time = c.budget.MaxTime.load(kRelaxed);
-    if (!AnyFlag(FlagEngineToMove) || c.line_length.load(kRelaxed) < 1 ||
+    if (!AnyFlag(FlagEngineToMove) || c.published_line.Load().vlen < 1 ||
         max_time == kNoTimeLimit) {
         return;
     }
@@ -72,7 +72,7 @@ void Charge(std::uint32_t ms) {
             if (ms >= static_cast<std::uint32_t>(std::max(left, 0))) {
                 clock.store(0, kRelaxed);
                 if (ClockOf(side ^ 1).load(kRelaxed) != 0 && AnyFlag(FlagHostToMove) &&
-                    (settings_block.ClockFlags & ClockReportForfeit)) {
+                    (ReadSetting(settings_block.ClockFlags) & ClockReportForfeit)) {
                     NotifyMsg(MsgTimeForfeit, side);
                     SetGameBits(0);
                 }
@@ -82,7 +82,7 @@ void Charge(std::uint32_t ms) {
         } else {
             AddTo(&clock, ms);
         }
-        const int interval = settings_block.ClockInterval;
+        const int interval = ReadSetting(settings_block.ClockInterval);
         const int seconds = clock.load(kRelaxed) / static_cast<int>(kMsPerSecond);
         if (interval != 0 && seconds % interval == 0) {
             NotifyClocks(side == White ? 1 : 2);
@@ -143,7 +143,7 @@ constexpr std::uint32_t kLeastMs = 2000;
 void ComputeThreatMargin(std::uint32_t spent) {
     ThinkController& c = think_controller;
     const SettingsBlock& s = settings_block;
-    const auto margin = static_cast<std::int32_t>(s.ThreadMargin);
+    const auto margin = static_cast<std::int32_t>(ReadSetting(s.ThreadMargin));
     const std::uint32_t target = c.budget.TargetTime.load(kRelaxed);
     const bool late = spent > target || target - spent < s.LateMarginMs;
     c.ThreatMargin = margin < 1 ? 0 : late ? static_cast<std::int32_t>(s.LateThreadMargin) : margin;

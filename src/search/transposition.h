@@ -71,7 +71,10 @@ void AllocateTranspositionTable();
 /// Empties the table.
 void ClearTT();
 
-inline bool TableInUse() { return (settings_block.TranspFlags & TranspInUse) != 0; }
+inline bool TableInUse() {
+    return (ReadSetting(settings_block.TranspFlags) & TranspInUse) != 0 &&
+           transposition_table.entries != nullptr;
+}
 
 inline TTEntry& TableEntry(HashKey key) {
     const std::uint32_t index = (PrimaryKey(key) & 0xFFFF8000) | SecondaryKey(key);

@@ -1,0 +1,70 @@
+// Apartments: the thread an object lives on, and the queue through which others reach it.
+//
+// A thread that creates or is handed objects enters an apartment and leaves it when it is done. The
+// apartment has a queue of messages. A message is either posted to the thread itself, to be acted
+// on by the loop that gets it, or addressed to a window, to be handed to DispatchMessage. Calls from
+// other threads to an object of this apartment are of the second kind: the caller waits until this
+// thread dispatches, and the call then runs here. A host that never dispatches keeps its callers
+// waiting; a call to an apartment that has ended fails at once with RPC_E_DISCONNECTED.
+//
+// A host that waits for other things too asks for MessageDescriptor, a file descriptor that is
+// readable while messages are pending, and polls it beside its own.
+//
+// Thread   PostThreadMessage may be called from anywhere, all else concerns the calling thread.
+// Errors   on a thread without an apartment nothing can be got, and Peek and Get answer false.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "torval/base.h"
+
+namespace torval {
+
+class WindowCall;
+
+using ThreadId = std::uint64_t;  ///< 0 names no thread
+
+struct Message {
+    std::uint32_t window = 0;  ///< 0: to the thread itself
+    std::uint32_t id = 0;
+    std::uint64_t wparam = 0;
+    std::int64_t lparam = 0;
+    std::shared_ptr<WindowCall> call = nullptr;  ///< what DispatchMessage runs
+};
+
+inline constexpr std::uint32_t kMessageQuit = 18;
+inline constexpr std::uint32_t kMessageTimer = 275;
+
+/// Gives the thread a queue; calls nest, each is matched by a LeaveApartment. S_FALSE: it had one.
+HRESULT EnterApartment();
+/// Ends the queue: calls that wait for this thread fail, objects it lent to others are given back.
+void LeaveApartment();
+
+ThreadId CurrentThread();
+
+/// False: the thread has no apartment (any more).
+bool PostThreadMessage(ThreadId thread,
+                       std::uint32_t id,
+                       std::uint64_t wparam,
+                       std::int64_t lparam);
+
+/// Takes the next message, waiting for one. False on the quit message, which is taken.
+bool GetMessage(Message* message);
+
+/// The next message if one is there; taken out only when asked to.
+bool PeekMessage(Message* message, bool remove);
+
+/// Runs what a window-addressed message carries. Thread messages are nothing to it.
+void DispatchMessage(const Message& message);
+
+/// Dispatches every window-addressed message that is pending; true if a quit message was taken.
+bool PumpMessages();
+
+/// Readable while messages are pending; -1 without an apartment. Do not read from it.
+int MessageDescriptor();
+
+/// Waits for a message. False when the time is up first.
+bool WaitForMessage(std::uint32_t timeout_ms);
+
+}  // namespace torval

@@ -1,0 +1,48 @@
+// The registration table of this library's classes, and how a host creates them.
+//
+// Thread   any; the object belongs to the thread that created it.
+#pragma once
+
+#include <span>
+
+#include "torval/identifiers.h"
+
+namespace torval {
+
+/// One class, as a host that looks for engines finds it.
+struct ClassRegistration {
+    GUID class_id;
+    const char* program_id;              ///< with its version; null for the pages
+    const char* version_independent_id;  ///< without; null for the pages
+    const char* description;
+    const char* threading_model;  ///< "Apartment"
+    const GUID* category;         ///< CATID_ChessEngine for engines, else null
+};
+
+/// What CATID_ChessEngine is called where categories are listed.
+inline constexpr const char* kEngineCategoryDescription = "Chess Engine";
+
+/// All classes.
+std::span<const ClassRegistration> RegisteredClasses();
+
+/// A new object of a class, asked for an interface. REGDB_E_CLASSNOTREG, E_NOINTERFACE,
+/// E_OUTOFMEMORY; *object is null then.
+HRESULT CreateInstance(const GUID& class_id, const GUID& iid, void** object);
+
+/// The same by program identifier, such as "TORVAL.Engine".
+HRESULT CreateInstance(const char* program_id, const GUID& iid, void** object);
+
+class IClassFactory : public IUnknown {
+public:
+    /// CLASS_E_NOAGGREGATION when outer is not null.
+    virtual HRESULT CreateInstance(IUnknown* outer, const GUID& iid, void** object) = 0;
+    virtual HRESULT LockServer(bool lock) = 0;
+
+protected:
+    ~IClassFactory() = default;
+};
+
+/// The factory of a class, for IID_IClassFactory or IID_IUnknown.
+HRESULT GetClassObject(const GUID& class_id, const GUID& iid, void** object);
+
+}  // namespace torval

@@ -1,0 +1,35 @@
+// Streams: bytes that settings are saved to and loaded from.
+//
+// Shape    a position, a length, bytes. Reading past the end gives what is there.
+// Errors   a read or write answers S_OK with the number of bytes done, which is smaller than asked
+//          for at the end of a stream; a fault of the medium is STG_E_READFAULT, STG_E_WRITEFAULT or
+//          STG_E_MEDIUMFULL. A count may be asked for or not (null).
+// Thread   one at a time; the two streams made here belong to no apartment.
+#pragma once
+
+#include "torval/identifiers.h"
+
+namespace torval {
+
+enum class SeekFrom : std::uint32_t { Start = 0, Current = 1, End = 2 };
+
+class IStream : public IUnknown {
+public:
+    virtual HRESULT Read(void* bytes, std::uint32_t count, std::uint32_t* done) = 0;
+    virtual HRESULT Write(const void* bytes, std::uint32_t count, std::uint32_t* done) = 0;
+    /// STG_E_INVALIDFUNCTION: the new position would lie before the start; it has not moved.
+    virtual HRESULT Seek(std::int64_t distance, SeekFrom from, std::uint64_t* position) = 0;
+
+protected:
+    ~IStream() = default;
+};
+
+/// An empty stream in memory. E_OUTOFMEMORY.
+HRESULT CreateMemoryStream(IStream** stream);
+
+enum class FileMode { Read, Create };
+
+/// A stream over a file; Create empties a file that is there. E_INVALIDARG: it cannot be opened.
+HRESULT CreateFileStream(const char* path, FileMode mode, IStream** stream);
+
+}  // namespace torval
