@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "apps/text.h"
 #include "board/bitboard.h"
 #include "board/position.h"
 #include "game/game.h"
@@ -26,26 +27,6 @@ constexpr std::array<const char*, 2> kSideNames = {"White", "Black"};
 
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-/// Foreign text for a message: one short line, whatever its bytes are.
-std::string Quote(std::string_view text) {
-    constexpr std::size_t kLongest = 24;
-    std::string quoted = "'";
-    for (const char c : text.substr(0, kLongest)) quoted += c >= ' ' && c <= '~' ? c : '?';
-    return quoted + (text.size() > kLongest ? "...'" : "'");
-}
-
-std::vector<std::string_view> SplitFields(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r\n";
-    std::vector<std::string_view> fields;
-    for (;;) {
-        const std::size_t begin = text.find_first_not_of(kBlanks);
-        if (begin == std::string_view::npos) return fields;
-        text.remove_prefix(begin);
-        fields.push_back(text.substr(0, text.find_first_of(kBlanks)));
-        text.remove_prefix(fields.back().size());
-    }
-}
 
 /// A castling letter, the bit that stands for losing it and where its rook belongs.
 struct CastlingRight {
@@ -100,7 +81,7 @@ private:
 };
 
 std::optional<FenPosition> Reader::Read(std::string_view fen) {
-    const std::vector<std::string_view> fields = SplitFields(fen);
+    const std::vector<std::string_view> fields = SplitWords(fen);
     if (fields.size() < kNeededFields) {
         Fail(fields.size(), "missing");
         return std::nullopt;
