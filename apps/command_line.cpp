@@ -35,6 +35,7 @@ int RunCommandLine(int count, const char* const* arguments, Console& console) {
     AddPerftCommand(&application, console);
     AddStateCommand(&application, console);
     AddParseCommand(&application, console);
+    AddBenchCommand(&application, console);
     try {
         application.parse(count, arguments);
     } catch (const CLI::ParseError& error) {

@@ -118,9 +118,9 @@ std::string ScoreText(int score) {
     const int size = std::abs(score);
     // An evaluation of a hopeless position may lie beyond the mate scores.
     if (size >= kMateThreshold && size <= kMateUnits) {
-        const int plies = kMateUnits - size;
-        return score > 0 ? "mate in " + std::to_string((plies + 1) / 2)
-                         : "mated in " + std::to_string(plies / 2);
+        // The search counts the plies to the position before the mating move.
+        const int plies = kMateUnits - size + 1;
+        return (score > 0 ? "mate in " : "mated in ") + std::to_string((plies + 1) / 2);
     }
     std::array<char, 32> text;
     std::snprintf(text.data(), text.size(), "%+.2f", static_cast<double>(score) / kPawnUnits);
