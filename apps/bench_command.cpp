@@ -19,7 +19,7 @@ namespace torval {
 
 namespace {
 
-constexpr int kDefaultDepth = 9;
+constexpr int kDefaultDepth = 7;
 constexpr int kMaxDepth = 30;
 
 struct BenchOptions {

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 #include "apps/commands.h"
+#include "apps/text.h"
 
 namespace torval {
 
@@ -39,6 +41,13 @@ int RunCommandLine(int count, const char* const* arguments, Console& console) {
     try {
         application.parse(count, arguments);
     } catch (const CLI::ParseError& error) {
+        const std::string_view first = count > 1 ? arguments[1] : "";
+        const bool unknown =
+            application.get_subcommands().empty() && !first.empty() && first[0] != '-';
+        if (unknown) {
+            return Refuse(
+                console, "there is no command " + Quote(first) + Advice(application), ExitBadInput);
+        }
         if (error.get_exit_code() != 0) {
             return Refuse(console, error.what() + Advice(application), ExitBadInput);
         }

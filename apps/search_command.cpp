@@ -50,6 +50,7 @@ struct Answer {
 struct Reporter {
     std::ostream* out = nullptr;
     Clock::time_point start;
+    bool heading_due = false;
 };
 Reporter reporter;
 
@@ -64,14 +65,12 @@ std::string LineText(const MAINVAR& line) {
     return text;
 }
 
-void PrintHeading(std::ostream& out) {
-    out << "Depth       Score         Nodes       Nodes/s  Line\n" << std::flush;
-}
-
 void ReportLine(const MAINVAR& line) {
     const std::uint32_t nodes = NodesSoFar();
     const auto seconds = std::chrono::duration<double>(Clock::now() - reporter.start).count();
     std::ostringstream row;
+    if (reporter.heading_due) row << "Depth       Score         Nodes       Nodes/s  Line\n";
+    reporter.heading_due = false;
     row << std::setw(5) << line.depth << std::setw(12) << ScoreText(line.score) << std::setw(14)
         << nodes << std::setw(14) << static_cast<std::uint64_t>(nodes / std::max(seconds, 1e-6))
         << "  " << LineText(line) << '\n';
@@ -154,18 +153,14 @@ void RunSearch(const SearchOptions& options, Console& console) {
     }
     SetLevel(options);
     const bool many = !options.position.epd.empty();
-    reporter.out = &console.out;
+    reporter = {.out = &console.out, .start = {}, .heading_due = true};
     AnswerEach(options.position, console, [&](std::string_view fen) {
         try {
             SkipList = ReadLegalMoves(options.skip);
         } catch (const InputError& error) {
             throw InputError(std::string("--skip: ") + error.what());
         }
-        const bool talk = !many && !options.json && legal_moves->count > 0;
-        if (talk) {
-            PrintHeading(console.out);
-            notification_sink.output_main_var = ReportLine;
-        }
+        if (!many && !options.json) notification_sink.output_main_var = ReportLine;
         const Answer answer = Compute();
         notification_sink.output_main_var = nullptr;
         if (options.json) {
