@@ -4,6 +4,7 @@
 #include "apps/commands.h"
 #include "apps/notation.h"
 #include "apps/positions.h"
+#include "apps/text.h"
 #include "board/attack.h"
 #include "board/legality.h"
 #include "game/game.h"
@@ -45,11 +46,11 @@ std::string JsonText() {
 }
 
 std::string MovesText() {
-    std::string text;
+    std::vector<std::string> moves;
     for (MoveEntry* entry = EntryAt(legal_moves->quiet_head); entry; entry = NextEntry(*entry)) {
-        text += (text.empty() ? "" : " ") + Algebraic(entry->move);
+        moves.push_back(Algebraic(entry->move));
     }
-    if (!text.empty()) return text;
+    if (!moves.empty()) return JoinWords(moves);
     return InCheck(position.SideToMove) ? "Checkmate" : "Stalemate";
 }
 

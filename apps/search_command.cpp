@@ -8,6 +8,7 @@
 #include "apps/commands.h"
 #include "apps/notation.h"
 #include "apps/positions.h"
+#include "apps/text.h"
 #include "board/attack.h"
 #include "game/game.h"
 #include "game/think.h"
@@ -59,10 +60,7 @@ std::uint32_t NodesSoFar() {
 }
 
 std::string LineText(const MAINVAR& line) {
-    const std::span<const Move> moves(line.bstvar, static_cast<std::size_t>(line.vlen));
-    std::string text;
-    for (const std::string& move : AlgebraicLine(moves)) text += (text.empty() ? "" : " ") + move;
-    return text;
+    return JoinWords(AlgebraicLine({line.bstvar, static_cast<std::size_t>(line.vlen)}));
 }
 
 void ReportLine(const MAINVAR& line) {

@@ -14,6 +14,15 @@ std::vector<std::string_view> SplitWords(std::string_view text) {
     }
 }
 
+std::string JoinWords(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        if (!text.empty()) text += ' ';
+        text += word;
+    }
+    return text;
+}
+
 std::string Quote(std::string_view text) {
     constexpr std::size_t kLongest = 24;
     std::string quoted = "'";
