@@ -6,40 +6,31 @@
 namespace torval {
 namespace {
 
-struct DrawCase {
-    const char* name;
-    const char* fen;
-    DrawResult result;
-};
-void PrintTo(const DrawCase& c, std::ostream* out) { *out << c.fen; }
-
-class MaterialDrawTest : public BoardTest, public testing::WithParamInterface<DrawCase> {};
-
-TEST_P(MaterialDrawTest, NeedsAtMostOneMinorPieceASide) {
-    for (const std::string& fen : {std::string(GetParam().fen), Mirrored(GetParam().fen)}) {
-        PutFen(fen);
-        EXPECT_EQ(DrawStatus(0), GetParam().result) << fen;
-        EXPECT_EQ(DrawStatus(9), GetParam().result) << fen;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Board,
-    MaterialDrawTest,
-    testing::Values(DrawCase{"KingsAlone", "7k/8/8/8/8/8/8/K7 w - - 0 1", DrawMaterial},
-                    DrawCase{"Knight", "7k/8/8/8/8/8/8/KN6 w - - 0 1", DrawMaterial},
-                    DrawCase{"Bishop", "7k/8/8/8/8/8/8/KB6 w - - 0 1", DrawMaterial},
-                    DrawCase{"BishopAgainstKnight", "6nk/8/8/8/8/8/8/KB6 w - - 0 1", DrawMaterial},
-                    DrawCase{"TwoKnights", "7k/8/8/8/8/8/8/KNN5 w - - 0 1", NoDraw},
-                    DrawCase{"Pawn", "7k/8/8/8/8/8/P7/K7 w - - 0 1", NoDraw},
-                    DrawCase{"KnightAgainstPawn", "7k/7p/8/8/8/8/8/KN6 w - - 0 1", NoDraw},
-                    DrawCase{"Rook", "7k/8/8/8/8/8/8/KR6 w - - 0 1", NoDraw}),
-    [](const auto& test) { return test.param.name; });
-
 class DrawStatusTest : public BoardTest {
 protected:
     static constexpr const char* kThereAndBack = "g1f3 g8f6 f3g1 f6g8 ";
 };
+
+TEST_F(DrawStatusTest, NeedsMoreThanOneMinorPieceASide) {
+    const std::pair<const char*, DrawResult> rows[] = {
+        {"7k/8/8/8/8/8/8/K7", DrawMaterial},
+        {"7k/8/8/8/8/8/8/KN6", DrawMaterial},
+        {"7k/8/8/8/8/8/8/KB6", DrawMaterial},
+        {"6nk/8/8/8/8/8/8/KB6", DrawMaterial},
+        {"7k/8/8/8/8/8/8/KNN5", NoDraw},
+        {"7k/8/8/8/8/8/P7/K7", NoDraw},
+        {"7k/7p/8/8/8/8/8/KN6", NoDraw},
+        {"7k/8/8/8/8/8/8/KR6", NoDraw},
+    };
+    for (const auto& [board, expected] : rows) {
+        const std::string fen = std::string(board) + " w - - 0 1";
+        for (const std::string& side : {fen, Mirrored(fen)}) {
+            PutFen(side);
+            EXPECT_EQ(DrawStatus(0), expected) << side;
+            EXPECT_EQ(DrawStatus(9), expected) << side;
+        }
+    }
+}
 
 TEST_F(DrawStatusTest, FindsTheThirdOccurrence) {
     ASSERT_TRUE(Play(kThereAndBack));

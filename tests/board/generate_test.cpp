@@ -102,59 +102,54 @@ TEST_F(GenerateMovesTest, LaysDownTheCaptureOfAKingButNeverCallsItLegal) {
     }
 }
 
-struct CastlingCase {
-    const char* name;
-    const char* fen;
-    const char* moves;  // castling moves in order of generation
-};
-void PrintTo(const CastlingCase& c, std::ostream* out) { *out << c.fen; }
-
-class CastlingTest : public BoardTest, public testing::WithParamInterface<CastlingCase> {};
-
-TEST_P(CastlingTest, IsGeneratedForBothSidesWhenLegal) {
-    for (const bool mirrored : {false, true}) {
-        const std::string fen = mirrored ? Mirrored(GetParam().fen) : GetParam().fen;
-        PutFen(fen);
-        const MoveList& list = GenerateMoves();
-        Texts castling;
-        for (const Move move : MovesOf(list.quiet_head)) {
-            if (move.flags == kCastlingFlags) castling.insert(castling.begin(), TextOf(move));
+TEST_F(GenerateMovesTest, CastlesFirstAndOnlyWhenLegal) {
+    struct Row {
+        const char* name;
+        const char* fen;
+        const char* moves;  // castling moves in order of generation
+    };
+    const Row rows[] = {
+        {"Short Then Long", "1k6/8/8/8/8/8/8/R3K2R w KQ", "e1g1 e1c1"},
+        {"Rook May Be Attacked", "1k5r/8/8/8/8/8/8/R3K2R w KQ", "e1g1 e1c1"},
+        {"B1 May Be Attacked", "1r4k1/8/8/8/8/8/8/R3K2R w KQ", "e1g1 e1c1"},
+        {"A1 May Be Attacked", "r5k1/8/8/8/8/8/8/R3K2R w KQ", "e1g1 e1c1"},
+        {"Not Out Of Check", "4r1k1/8/8/8/8/8/8/R3K2R w KQ", ""},
+        {"G1 Attacked", "1k4r1/8/8/8/8/8/8/R3K2R w KQ", "e1c1"},
+        {"F1 Attacked", "1k3r2/8/8/8/8/8/8/R3K2R w KQ", "e1c1"},
+        {"D1 Attacked", "3r2k1/8/8/8/8/8/8/R3K2R w KQ", "e1g1"},
+        {"C1 Attacked", "2r3k1/8/8/8/8/8/8/R3K2R w KQ", "e1g1"},
+        {"Pawn Attacks G1", "1k6/8/8/8/8/8/7p/R3K2R w KQ", "e1c1"},
+        {"Pawn Attacks C1", "1k6/8/8/8/8/8/1p6/R3K2R w KQ", "e1g1"},
+        {"Pawn Attacks Both Paths", "1k6/8/8/8/8/8/4p3/R3K2R w KQ", ""},
+        {"B1 Occupied", "1k6/8/8/8/8/8/8/RN2K2R w KQ", "e1g1"},
+        {"C1 Occupied", "1k6/8/8/8/8/8/8/R1n1K2R w KQ", "e1g1"},
+        {"D1 Occupied", "1k6/8/8/8/8/8/8/R2NK2R w KQ", "e1g1"},
+        {"F1 Occupied", "1k6/8/8/8/8/8/8/R3KN1R w KQ", "e1c1"},
+        {"G1 Occupied", "1k6/8/8/8/8/8/8/R3K1nR w KQ", "e1c1"},
+        {"Only Short Left", "1k6/8/8/8/8/8/8/R3K2R w K", "e1g1"},
+        {"Only Long Left", "1k6/8/8/8/8/8/8/R3K2R w Q", "e1c1"},
+        {"None Left", "1k6/8/8/8/8/8/8/R3K2R w -", ""},
+    };
+    for (const Row& row : rows) {
+        for (const bool mirrored : {false, true}) {
+            SCOPED_TRACE(row.name);
+            const std::string fen = std::string(row.fen) + " - 0 1";
+            PutFen(mirrored ? Mirrored(fen) : fen);
+            const MoveList& list = GenerateMoves();
+            Texts castling;
+            for (const Move move : MovesOf(list.quiet_head)) {
+                if (move.flags == kCastlingFlags) castling.insert(castling.begin(), TextOf(move));
+            }
+            Texts expected = Words(row.moves);
+            if (mirrored) {
+                for (std::string& text : expected) text[1] = text[3] = '8';
+            }
+            EXPECT_EQ(castling, expected);
+            const Texts all = GenerationOrder(list);
+            EXPECT_TRUE(std::equal(expected.begin(), expected.end(), all.begin())) << "first";
         }
-        Texts expected = Words(GetParam().moves);
-        if (mirrored) {
-            for (std::string& text : expected) text[1] = text[3] = '8';
-        }
-        EXPECT_EQ(castling, expected) << fen;
-        const Texts all = GenerationOrder(list);
-        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), all.begin())) << "comes first";
     }
 }
-
-#define BEHIND "/8/8/8/8/8/8/R3K2R w KQ - 0 1"
-INSTANTIATE_TEST_SUITE_P(
-    Board,
-    CastlingTest,
-    testing::Values(CastlingCase{"ShortThenLong", "1k6" BEHIND, "e1g1 e1c1"},
-                    CastlingCase{"RookMayBeAttacked", "1k5r" BEHIND, "e1g1 e1c1"},
-                    CastlingCase{"B1MayBeAttacked", "1r4k1" BEHIND, "e1g1 e1c1"},
-                    CastlingCase{"A1MayBeAttacked", "r5k1" BEHIND, "e1g1 e1c1"},
-                    CastlingCase{"NotOutOfCheck", "4r1k1" BEHIND, ""},
-                    CastlingCase{"G1Attacked", "1k4r1" BEHIND, "e1c1"},
-                    CastlingCase{"F1Attacked", "1k3r2" BEHIND, "e1c1"},
-                    CastlingCase{"D1Attacked", "3r2k1" BEHIND, "e1g1"},
-                    CastlingCase{"C1Attacked", "2r3k1" BEHIND, "e1g1"},
-                    CastlingCase{"PawnAttacksG1", "1k6/8/8/8/8/8/7p/R3K2R w KQ - 0 1", "e1c1"},
-                    CastlingCase{"PawnAttacksC1", "1k6/8/8/8/8/8/1p6/R3K2R w KQ - 0 1", "e1g1"},
-                    CastlingCase{"PawnAttacksBothPaths", "1k6/8/8/8/8/8/4p3/R3K2R w KQ - 0 1", ""},
-                    CastlingCase{"B1Occupied", "1k6/8/8/8/8/8/8/RN2K2R w KQ - 0 1", "e1g1"},
-                    CastlingCase{"C1Occupied", "1k6/8/8/8/8/8/8/R1n1K2R w KQ - 0 1", "e1g1"},
-                    CastlingCase{"D1Occupied", "1k6/8/8/8/8/8/8/R2NK2R w KQ - 0 1", "e1g1"},
-                    CastlingCase{"F1Occupied", "1k6/8/8/8/8/8/8/R3KN1R w KQ - 0 1", "e1c1"},
-                    CastlingCase{"G1Occupied", "1k6/8/8/8/8/8/8/R3K1nR w KQ - 0 1", "e1c1"},
-                    CastlingCase{"OnlyShortLeft", "1k6/8/8/8/8/8/8/R3K2R w K - 0 1", "e1g1"},
-                    CastlingCase{"OnlyLongLeft", "1k6/8/8/8/8/8/8/R3K2R w Q - 0 1", "e1c1"},
-                    CastlingCase{"NoneLeft", "1k6/8/8/8/8/8/8/R3K2R w - - 0 1", ""}),
-    [](const auto& test) { return test.param.name; });
 
 TEST_F(GenerateMovesTest, LosesCastlingWithTheRookButNotItsRight) {
     PutFen("4k3/7R/8/8/8/8/6b1/R3K2R b KQ - 0 1");
@@ -166,64 +161,37 @@ TEST_F(GenerateMovesTest, LosesCastlingWithTheRookButNotItsRight) {
     EXPECT_EQ(GenerationOrder(GenerateMoves())[0], "e1g1");
 }
 
-struct EnPassantCase {
-    const char* name;
-    const char* fen;
-    const char* played;
-    const char* captures;  // in order of generation
-};
-void PrintTo(const EnPassantCase& c, std::ostream* out) { *out << c.fen << " " << c.played; }
-
-class EnPassantTest : public BoardTest, public testing::WithParamInterface<EnPassantCase> {};
-
-TEST_P(EnPassantTest, FollowsOnlyADoubleStep) {
-    const EnPassantCase& c = GetParam();
-    PutFen(c.fen);
-    ASSERT_TRUE(Play(c.played));
-    Texts captures;
-    const PieceCode enemy_pawn = CodeOf(position.SideToMove == White ? Black : White, Pawn);
-    for (const Move move : MovesOf(GenerateMoves().capture_head)) {
-        if (move.flags != kEnPassantFlags) continue;
-        captures.insert(captures.begin(), TextOf(move));
-        EXPECT_EQ(move.capture, enemy_pawn);
+TEST_F(GenerateMovesTest, CapturesEnPassantOnlyRightAfterADoubleStep) {
+    struct Row {
+        const char* name;
+        const char* fen;
+        const char* played;
+        const char* captures;  // in order of generation
+    };
+    // On the outer files the other neighbour is off the board, where the game's copy lies.
+    const Row rows[] = {
+        {"Right Neighbour First", "k7/3p4/8/2P1P3/8/8/8/K7 b", "d7d5", "e5d6 c5d6"},
+        {"Black Right First Too", "k7/8/8/8/2p1p3/8/3P4/K7 w", "d2d4", "e4d3 c4d3"},
+        {"Not After ASingle Step", "k7/8/3p4/2P1P3/8/8/8/K7 b", "d6d5", ""},
+        {"Not AMove Later", "k7/3p4/8/2P1P3/8/8/8/K7 b", "d7d5 a1a2 a8a7", ""},
+        {"Not After ASet Up", "k7/8/8/2PpP3/8/8/8/K7 w", "", ""},
+        {"Not For ARook", "k7/3r4/8/2P1P3/8/8/8/K7 b", "d7d5", ""},
+        {"Not For AKnight", "k7/3p4/8/2N1N3/8/8/8/K7 b", "d7d5", ""},
+        {"On The AFile", "k7/p7/8/1P6/7P/8/8/K7 b", "a7a5", "b5a6"},
+        {"On The HFile", "k7/7p/8/P5P1/8/8/8/K7 b", "h7h5", "g5h6"},
+        {"Black On The HFile", "k7/8/8/8/p5p1/8/7P/K7 w", "h2h4", "g4h3"},
+        {"Generation Does Not Ask For Pins", "8/2p5/8/KP5r/8/8/8/7k b", "c7c5", "b5c6"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        PutFen(std::string(row.fen) + " - - 0 1");
+        EXPECT_TRUE(Play(row.played));
+        Texts captures;
+        for (const Move move : MovesOf(GenerateMoves().capture_head)) {
+            if (move.flags == kEnPassantFlags) captures.insert(captures.begin(), TextOf(move));
+        }
+        EXPECT_EQ(captures, Words(row.captures));
     }
-    EXPECT_EQ(captures, Words(c.captures));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Board,
-    EnPassantTest,
-    testing::Values(
-        EnPassantCase{
-            "RightNeighbourFirst", "k7/3p4/8/2P1P3/8/8/8/K7 b - - 0 1", "d7d5", "e5d6 c5d6"},
-        EnPassantCase{
-            "BlackRightFirstToo", "k7/8/8/8/2p1p3/8/3P4/K7 w - - 0 1", "d2d4", "e4d3 c4d3"},
-        EnPassantCase{"NotAfterASingleStep", "k7/8/3p4/2P1P3/8/8/8/K7 b - - 0 1", "d6d5", ""},
-        EnPassantCase{"NotAMoveLater", "k7/3p4/8/2P1P3/8/8/8/K7 b - - 0 1", "d7d5 a1a2 a8a7", ""},
-        EnPassantCase{"NotAfterASetUp", "k7/8/8/2PpP3/8/8/8/K7 w - - 0 1", "", ""},
-        EnPassantCase{"NotForARook", "k7/3r4/8/2P1P3/8/8/8/K7 b - - 0 1", "d7d5", ""},
-        EnPassantCase{"NotForAKnight", "k7/3p4/8/2N1N3/8/8/8/K7 b - - 0 1", "d7d5", ""},
-        // The other neighbours are off the board, where the copy of the game position lies.
-        EnPassantCase{"OnTheAFile", "k7/p7/8/1P6/7P/8/8/K7 b - - 0 1", "a7a5", "b5a6"},
-        EnPassantCase{"OnTheHFile", "k7/7p/8/P5P1/8/8/8/K7 b - - 0 1", "h7h5", "g5h6"},
-        EnPassantCase{"BlackOnTheHFile", "k7/8/8/8/p5p1/8/7P/K7 w - - 0 1", "h2h4", "g4h3"},
-        EnPassantCase{
-            "GenerationDoesNotAskForPins", "8/2p5/8/KP5r/8/8/8/7k b - - 0 1", "c7c5", "b5c6"}),
-    [](const auto& test) { return test.param.name; });
-
-TEST_F(GenerateMovesTest, NestsAndReleasesLists) {
-    ReleaseLegalMoves();
-    const MoveList& outer = GenerateMoves();
-    const Texts before = TextsOf(outer.quiet_head);
-    ASSERT_TRUE(Play("e2e4"));
-    const MoveList& inner = GenerateMoves();
-    EXPECT_GE(reinterpret_cast<const MoveEntry*>(&inner),
-              reinterpret_cast<const MoveEntry*>(&outer + 1) + outer.count);
-    ReleaseMoves(inner);
-    EXPECT_EQ(&GenerateMoves(), &inner) << "the place is free again";
-    EXPECT_EQ(TextsOf(outer.quiet_head), before);
-    ReleaseMoves(outer);
-    EXPECT_EQ(&GenerateMoves(), &outer);
 }
 
 // ---- Against the second set of rules ---------------------------------------------------------

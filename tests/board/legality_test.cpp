@@ -1,6 +1,5 @@
 #include "board/legality.h"
 
-#include "board/attack.h"
 #include "board/make.h"
 #include "game/game.h"
 #include "support/board_fixture.h"
@@ -72,72 +71,33 @@ TEST(CompareMoves, OrdersByOriginDestinationAndPromotionOnly) {
     EXPECT_TRUE(CompareMoves({0x04, 0x06, 0x86, 0}, {0x04, 0x06, 0x06, 0}) == 0);
 }
 
-struct AmbiguityCase {
-    const char* name;
-    const char* fen;
-    const char* move;
-    int marks;
-};
-void PrintTo(const AmbiguityCase& c, std::ostream* out) { *out << c.fen << " " << c.move; }
-
-class MarkAmbiguityTest : public BoardTest, public testing::WithParamInterface<AmbiguityCase> {};
-
-TEST_P(MarkAmbiguityTest, SaysWhatNotationNeeds) {
-    PutFen(GetParam().fen);
-    const MoveList& legal = GenerateLegal();
-    MoveEntry* const entry = FindMove(legal, LegalMove(GetParam().move));
-    ASSERT_NE(entry, nullptr);
-    MarkAmbiguity(legal, entry);
-    EXPECT_EQ(entry->move.from & ~kSquareBits, GetParam().marks);
+TEST_F(FilterLegalTest, LeavesMarkAmbiguityToSayWhatNotationNeeds) {
+    struct Row {
+        const char* name;
+        const char* fen;
+        const char* move;
+        int marks;
+    };
+    const Row rows[] = {
+        {"Knights On Two Files", "7k/8/8/8/8/8/8/KN3N2 w - - 0 1", "b1d2", kFileNeeded},
+        {"Rooks On One File", "7k/8/8/R7/8/8/8/R5K1 w - - 0 1", "a1a3", kRankNeeded},
+        {"Queens On One Rank", "7k/8/8/8/8/8/8/QK2Q3 w - - 0 1", "e1e5", kFileNeeded},
+        {"Bishops Never", "7k/8/8/8/8/8/8/KB3B2 w - - 0 1", "f1d3", 0},
+        {"Other Destination", "7k/8/8/8/8/8/8/KN3N2 w - - 0 1", "f1g3", 0},
+        {"Other Type", "7k/8/8/8/8/8/8/K2QR3 w - - 0 1", "e1e2", 0},
+        {"Other Is Pinned", "r6k/8/8/8/8/8/N7/K3N3 w - - 0 1", "e1c2", 0},
+        {"Pawns Never", "7k/8/8/3p4/2P1P3/8/8/K7 w - - 0 1", "c4d5", 0},
+        {"Promotion Is APawn Move", "7k/P7/8/8/8/8/8/R6K w - - 0 1", "a7a8r", 0},
+    };
+    for (const Row& row : rows) {
+        PutFen(row.fen);
+        const MoveList& legal = GenerateLegal();
+        MoveEntry* const entry = FindMove(legal, LegalMove(row.move));
+        ASSERT_NE(entry, nullptr) << row.name;
+        MarkAmbiguity(legal, entry);
+        EXPECT_EQ(entry->move.from & ~kSquareBits, row.marks) << row.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Board,
-    MarkAmbiguityTest,
-    testing::Values(
-        AmbiguityCase{"KnightsOnTwoFiles", "7k/8/8/8/8/8/8/KN3N2 w - - 0 1", "b1d2", kFileNeeded},
-        AmbiguityCase{"RooksOnOneFile", "7k/8/8/R7/8/8/8/R5K1 w - - 0 1", "a1a3", kRankNeeded},
-        AmbiguityCase{"QueensOnOneRank", "7k/8/8/8/8/8/8/QK2Q3 w - - 0 1", "e1e5", kFileNeeded},
-        AmbiguityCase{"BishopsNever", "7k/8/8/8/8/8/8/KB3B2 w - - 0 1", "f1d3", 0},
-        AmbiguityCase{"OtherDestination", "7k/8/8/8/8/8/8/KN3N2 w - - 0 1", "f1g3", 0},
-        AmbiguityCase{"OtherType", "7k/8/8/8/8/8/8/K2QR3 w - - 0 1", "e1e2", 0},
-        AmbiguityCase{"OtherIsPinned", "r6k/8/8/8/8/8/N7/K3N3 w - - 0 1", "e1c2", 0},
-        AmbiguityCase{"PawnsNever", "7k/8/8/3p4/2P1P3/8/8/K7 w - - 0 1", "c4d5", 0},
-        AmbiguityCase{"PromotionIsAPawnMove", "7k/P7/8/8/8/8/8/R6K w - - 0 1", "a7a8r", 0}),
-    [](const auto& test) { return test.param.name; });
-
-struct AttackCase {
-    const char* name;
-    const char* fen;
-    Square square;
-    bool by_white;
-    bool attacked;
-};
-void PrintTo(const AttackCase& c, std::ostream* out) { *out << c.fen; }
-
-class IsAttackedTest : public BoardTest, public testing::WithParamInterface<AttackCase> {};
-
-TEST_P(IsAttackedTest, FollowsStepsAndOpenLines) {
-    const AttackCase& c = GetParam();
-    PutFen(c.fen);
-    const bool attacked = c.by_white ? IsAttackedByWhite(c.square) : IsAttackedByBlack(c.square);
-    EXPECT_EQ(attacked, c.attacked);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Board,
-    IsAttackedTest,
-    testing::Values(
-        AttackCase{"QueenBesideTheCorner", "7k/8/8/8/8/8/1q6/K7 w - - 0 1", 0x00, false, true},
-        AttackCase{"OwnKnightBlocks", "4r2k/8/8/4n3/8/8/8/4K3 w - - 0 1", 0x04, false, false},
-        AttackCase{"OpenFile", "4r2k/8/8/8/8/8/8/4K3 w - - 0 1", 0x04, false, true},
-        AttackCase{"PawnToItsLeft", "7k/8/8/3p4/8/8/8/K7 w - - 0 1", 0x32, false, true},
-        AttackCase{"PawnToItsRight", "7k/8/8/3p4/8/8/8/K7 w - - 0 1", 0x34, false, true},
-        AttackCase{"PawnNotAhead", "7k/8/8/3p4/8/8/8/K7 w - - 0 1", 0x33, false, false},
-        AttackCase{"PawnNotRoundTheEdge", "7k/8/8/7p/8/8/8/K7 w - - 0 1", 0x30, false, false},
-        AttackCase{"OwnManIsDefended", "7k/8/8/8/8/8/8/K2R3R w - - 0 1", 0x07, true, true},
-        AttackCase{"KingsTouch", "8/8/8/8/8/8/8/K1k5 w - - 0 1", 0x01, true, true}),
-    [](const auto& test) { return test.param.name; });
 
 }  // namespace
 }  // namespace torval

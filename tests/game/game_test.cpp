@@ -86,68 +86,47 @@ TEST_F(GameTest, MarksMovesForNotation) {
     EXPECT_EQ(game_record.top[1].move, result.MOVES[0]) << "the record keeps them";
 }
 
-struct OutcomeCase {
-    const char* name;
-    const char* fen;
-    int fifty;
-    const char* moves;
-    int outcome;
-    int p1;
-    int marks;  // of the last move's destination
-};
-void PrintTo(const OutcomeCase& c, std::ostream* out) { *out << c.fen << " " << c.moves; }
-
-class OutcomeTest : public GameTest, public testing::WithParamInterface<OutcomeCase> {};
-
-constexpr const char* kNewGame = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
-
-TEST_P(OutcomeTest, IsReportedOnceAndEndsTheGame) {
-    const OutcomeCase& c = GetParam();
-    PutFen(c.fen);
-    position.FiftyCounter = static_cast<std::uint8_t>(c.fifty);
-    ASSERT_EQ(StartGame(), StatusOk);
-    ASSERT_EQ(Enter(c.moves), StatusOk);
-    EXPECT_EQ(result.iStatus, c.outcome);
-    EXPECT_EQ(result.MOVES[0].to & ~kSquareBits, c.marks);
-    std::vector<Message> expected;
-    if (c.outcome != OutcomeGoesOn) expected.push_back({c.outcome, c.p1});
-    EXPECT_EQ(messages, expected);
-    EXPECT_EQ(AnyFlag(FlagHostToMove), c.outcome == OutcomeGoesOn);
-    EXPECT_EQ(StartGame(), c.outcome == OutcomeGoesOn ? StatusGameRunning : StatusOk);
+TEST_F(GameTest, ReportsAnOutcomeOnceAndEndsTheGame) {
+    constexpr const char* kNewGame = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+    constexpr const char* kBackRank = "6k1/5ppp/8/8/8/8/8/K3R3 w - - 0 1";
+    constexpr const char* kRook = "7k/8/8/8/8/8/P7/KR6 w - - 0 1";
+    constexpr const char* kRepetition = "Nf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1 Ng8";
+    constexpr int kMate = kCheckMark | kMateMark;
+    struct Row {
+        const char* name;
+        const char* fen;
+        int fifty;
+        const char* moves;
+        Message message;  // id 0: none
+        int marks;        // of the last move's destination
+    };
+    const Row rows[] = {
+        {"black mates", kNewGame, 0, "f3 e5 g4 Qh4", {OutcomeMate, White}, kMate},
+        {"white mates", kBackRank, 0, "Re8", {OutcomeMate, Black}, kMate},
+        {"mate before fifty moves", kBackRank, 99, "Re8", {OutcomeMate, Black}, kMate},
+        {"only check", "6k1/5pp1/8/8/8/8/8/K3R3 w - - 0 1", 0, "Re8", {}, kCheckMark},
+        {"stalemate unseen", "7k/8/5QK1/8/8/8/8/8 w - - 0 1", 0, "Qf7", {}, 0},
+        {"material", "7k/8/8/8/8/8/1p6/KN6 w - - 0 1", 0, "Kxb2", {OutcomeMaterial, 0}, 0},
+        {"repetition", kNewGame, 0, kRepetition, {OutcomeRepetition, 0}, 0},
+        {"not yet thrice", kNewGame, 0, "Nf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1", {}, 0},
+        {"fifty moves", kRook, 99, "Rb2", {OutcomeFiftyMoves, 0}, 0},
+        {"one ply before fifty moves", kRook, 98, "Rb2", {}, 0},
+        {"pawn move begins again", kRook, 99, "a3", {}, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        PutFen(row.fen);
+        position.FiftyCounter = static_cast<std::uint8_t>(row.fifty);
+        EXPECT_EQ(StartGame(), StatusOk);
+        EXPECT_EQ(Enter(row.moves), StatusOk);
+        const bool goes_on = row.message.id == 0;
+        EXPECT_EQ(result.iStatus, row.message.id);
+        EXPECT_EQ(result.MOVES[0].to & ~kSquareBits, row.marks);
+        EXPECT_EQ(messages, goes_on ? std::vector<Message>{} : std::vector{row.message});
+        EXPECT_EQ(AnyFlag(FlagHostToMove), goes_on);
+        EXPECT_EQ(StartGame(), goes_on ? StatusGameRunning : StatusOk);
+    }
 }
-
-constexpr int kMate = kCheckMark | kMateMark;
-INSTANTIATE_TEST_SUITE_P(
-    Game,
-    OutcomeTest,
-    testing::Values(
-        OutcomeCase{"BlackMates", kNewGame, 0, "f3 e5 g4 Qh4", OutcomeMate, White, kMate},
-        OutcomeCase{
-            "WhiteMates", "6k1/5ppp/8/8/8/8/8/K3R3 w - - 0 1", 0, "Re8", OutcomeMate, Black, kMate},
-        OutcomeCase{"OnlyCheck", "6k1/5pp1/8/8/8/8/8/K3R3 w - - 0 1", 0, "Re8", 0, 0, kCheckMark},
-        OutcomeCase{"StalemateIsNotLookedFor", "7k/8/5QK1/8/8/8/8/8 w - - 0 1", 0, "Qf7", 0, 0, 0},
-        OutcomeCase{"MaterialAfterACapture",
-                    "7k/8/8/8/8/8/1p6/KN6 w - - 0 1",
-                    0,
-                    "Kxb2",
-                    OutcomeMaterial,
-                    0,
-                    0},
-        OutcomeCase{
-            "Repetition", kNewGame, 0, "Nf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1 Ng8", OutcomeRepetition, 0, 0},
-        OutcomeCase{"NotYetRepeatedTwice", kNewGame, 0, "Nf3 Nf6 Ng1 Ng8 Nf3 Nf6 Ng1", 0, 0, 0},
-        OutcomeCase{
-            "FiftyMoves", "7k/8/8/8/8/8/8/KR6 w - - 0 1", 99, "Rb2", OutcomeFiftyMoves, 0, 0},
-        OutcomeCase{"OnePlyBeforeFiftyMoves", "7k/8/8/8/8/8/8/KR6 w - - 0 1", 98, "Rb2", 0, 0, 0},
-        OutcomeCase{"APawnMoveBeginsAgain", "7k/8/8/8/8/8/P7/KR6 w - - 0 1", 99, "a3", 0, 0, 0},
-        OutcomeCase{"MateComesBeforeFiftyMoves",
-                    "6k1/5ppp/8/8/8/8/8/K3R3 w - - 0 1",
-                    99,
-                    "Re8",
-                    OutcomeMate,
-                    Black,
-                    kMate}),
-    [](const auto& test) { return test.param.name; });
 
 TEST_F(GameTest, EndsSilentlyAfterFiftyMovesWhenAskedTo) {
     settings_block.BrainFlags |= BrainNoFiftyMoves;
