@@ -69,8 +69,9 @@ void ClearState() {
 void SetGameBits(unsigned game_bit) {
     ClearFlags((FlagHostToMove | FlagEngineToMove) & ~game_bit);
     if (game_bit != 0) SetFlag(static_cast<EngineFlag>(game_bit));
+    // The game's side to move, not that of a line that a search is in the middle of.
     const auto side = static_cast<std::uint8_t>(
-        game_bit == FlagEngineToMove ? position.SideToMove ^ 1 : position.SideToMove);
+        game_bit == FlagEngineToMove ? committed.SideToMove ^ 1 : committed.SideToMove);
     GameSide.store(side, std::memory_order_relaxed);
 }
 

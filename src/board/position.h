@@ -97,8 +97,8 @@ extern CommittedState committed;
 extern std::atomic<std::uint8_t> GameSide;  ///< the colour the host plays; relaxed, read alone
 extern std::atomic<std::uint16_t> GamePly;  ///< 1 at a start with White to move; relaxed
 
-/// Makes both sides' value of `EngineFlags`' game bits: none, FlagHostToMove or FlagEngineToMove,
-/// and GameSide with them (the side to move, the other one while the engine computes).
+/// Sets the game bits of EngineFlags to 0, FlagHostToMove or FlagEngineToMove, and GameSide with
+/// them: the game's side to move, the other one while the engine computes.
 void SetGameBits(unsigned game_bit);
 
 /// Own pawns on a file.

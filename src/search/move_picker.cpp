@@ -8,10 +8,21 @@ namespace torval {
 
 namespace {
 
-/// Gives a capture out of the node's array.
-void HandOut(CaptureMove* entry, Move* move) {
+void HandOut(RankedMove* entry, Move* move) {
     *move = entry->move;
     entry->move.flags = 0;
+}
+
+/// The entry with the latest place among those not handed out that fit, null when none does.
+template <std::size_t N, typename Fits>
+RankedMove* LatestOf(std::array<RankedMove, N>& entries, int count, Fits fits) {
+    RankedMove* latest = nullptr;
+    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i) {
+        RankedMove& entry = entries[i];
+        if (entry.move.flags == 0 || !fits(entry.move)) continue;
+        if (!latest || entry.place > latest->place) latest = &entry;
+    }
+    return latest;
 }
 
 bool SameSquares(Move a, Move b) { return a.from == b.from && a.to == b.to; }
@@ -25,22 +36,22 @@ bool Matches(Move entry, Move wanted) {
 
 template <Side Us>
 bool MovePicker<Us>::TakeCapture(Move wanted, Move* move) {
-    for (int i = moves_->capture_count - 1; i >= 0; --i) {
-        CaptureMove& entry = moves_->captures[static_cast<unsigned>(i)];
-        if (entry.move.flags == 0 || !Matches(entry.move, wanted)) continue;
-        HandOut(&entry, move);
-        return true;
-    }
-    return false;
+    RankedMove* const entry =
+        LatestOf(moves_->captures, moves_->capture_count, [wanted](Move candidate) {
+            return Matches(candidate, wanted);
+        });
+    if (entry) HandOut(entry, move);
+    return entry != nullptr;
 }
 
 template <Side Us>
 bool MovePicker<Us>::TakeQuiet(Move wanted, Move* move) {
-    for (int i = moves_->promotion_count - 1; i >= 0; --i) {
-        Move& entry = moves_->promotions[static_cast<unsigned>(i)];
-        if (entry.flags == 0 || !Matches(entry, wanted)) continue;
-        *move = entry;
-        entry.flags = 0;
+    RankedMove* const promotion =
+        LatestOf(moves_->promotions, moves_->promotion_count, [wanted](Move candidate) {
+            return Matches(candidate, wanted);
+        });
+    if (promotion) {
+        HandOut(promotion, move);
         return true;
     }
     std::uint8_t flags = 0;
@@ -70,13 +81,11 @@ bool MovePicker<Us>::TakeRootLine(bool captures_only, Move* move) {
 template <Side Us>
 bool MovePicker<Us>::TakeRecapture(Move* move) {
     const Square target = game_record.top->move.to & kSquareBits;
-    for (int i = moves_->capture_count - 1; i >= 0; --i) {
-        CaptureMove& entry = moves_->captures[static_cast<unsigned>(i)];
-        if (entry.move.flags == 0 || entry.move.to != target) continue;
-        HandOut(&entry, move);
-        return true;
-    }
-    return false;
+    RankedMove* const entry = LatestOf(moves_->captures,
+                                       moves_->capture_count,
+                                       [target](Move candidate) { return candidate.to == target; });
+    if (entry) HandOut(entry, move);
+    return entry != nullptr;
 }
 
 template <Side Us>
@@ -92,78 +101,120 @@ bool MovePicker<Us>::TakePacked(TableMove packed, bool captures_only, Move* move
 template <Side Us>
 bool MovePicker<Us>::TakePromotion(Move* move) {
     if (!moves_->has_promotion) return false;
-    for (int i = moves_->capture_count - 1; i >= 0; --i) {
-        CaptureMove& entry = moves_->captures[static_cast<unsigned>(i)];
-        if (!(entry.move.flags & kPromotionBits)) continue;
-        HandOut(&entry, move);
-        return true;
+    RankedMove* entry = LatestOf(moves_->captures, moves_->capture_count, [](Move candidate) {
+        return (candidate.flags & kPromotionBits) != 0;
+    });
+    if (!entry) {
+        entry = LatestOf(moves_->promotions, moves_->promotion_count, [](Move) { return true; });
     }
-    for (int i = moves_->promotion_count - 1; i >= 0; --i) {
-        Move& entry = moves_->promotions[static_cast<unsigned>(i)];
-        if (entry.flags == 0) continue;
-        *move = entry;
-        entry.flags = 0;
-        return true;
-    }
-    return false;
+    if (entry) HandOut(entry, move);
+    return entry != nullptr;
 }
 
 template <Side Us>
 bool MovePicker<Us>::TakeBestCapture(Move* move) {
-    CaptureMove* best = nullptr;
-    for (int i = moves_->capture_count - 1; i >= 0; --i) {
-        CaptureMove& entry = moves_->captures[static_cast<unsigned>(i)];
-        if (entry.move.flags != 0 && (!best || entry.value > best->value)) best = &entry;
+    RankedMove* best = nullptr;
+    int best_rank = 0;
+    for (unsigned i = 0; i < static_cast<unsigned>(moves_->capture_count); ++i) {
+        RankedMove& entry = moves_->captures[i];
+        if (entry.move.flags == 0) continue;
+        const int rank = entry.value * 0x10000 + entry.place;
+        if (!best || rank > best_rank) {
+            best = &entry;
+            best_rank = rank;
+        }
     }
-    if (!best) return false;
-    HandOut(best, move);
-    return true;
+    if (best) HandOut(best, move);
+    return best != nullptr;
+}
+
+/// Takes the quiet moves that earlier stages handed out off the sort.
+template <Side Us>
+void MovePicker<Us>::ForgetTaken() {
+    for (unsigned k = 0; k < quiets_taken_; ++k) {
+        for (unsigned i = 0; i < static_cast<unsigned>(moves_->rest_count); ++i) {
+            if (moves_->rest[i] == taken_[k]) moves_->keys[i] = 0;
+        }
+    }
+}
+
+/// Leaves only quiet checks among the keys to hand out. The others are counted; where a move to
+/// hand out may end the node before them, they are kept behind with their keys.
+template <Side Us>
+void MovePicker<Us>::SeparatePassedOver() {
+    const auto captures = static_cast<unsigned>(moves_->rest_count);
+    CollectQuietChecks<Us, KeyBy::History>(moves_, view_);
+    ForgetTaken();
+    active_ = moves_->rest_count;
+    bool any_active = captures != 0;
+    for (unsigned i = captures; i < static_cast<unsigned>(active_); ++i) {
+        any_active |= moves_->keys[i] != 0;
+    }
+    if (!any_active) {
+        passed_over_ = CountOtherQuiets<Us>(*moves_, view_);
+        for (unsigned k = 0; k < quiets_taken_; ++k) {
+            const Move taken = taken_[k];
+            const bool counted =
+                IsLegal<Us>(taken, view_, false) && !QuietMoveChecks<Us>(taken, view_);
+            if (counted) --passed_over_;
+        }
+        return;
+    }
+    const auto first = static_cast<unsigned>(active_);
+    CollectQuiets<Us>(moves_, view_.evasions);
+    ForgetTaken();
+    for (unsigned i = first; i < static_cast<unsigned>(moves_->rest_count); ++i) {
+        const Move move = moves_->rest[i];
+        if (QuietMoveChecks<Us>(move, view_) || !IsLegal<Us>(move, view_, false)) {
+            moves_->keys[i] = 0;
+        }
+    }
 }
 
 template <Side Us>
 void MovePicker<Us>::SortRemaining() {
-    CollectQuiets<Us>(moves_, view_.evasions);
-    int count = 0;
-    for (int i = 0; i < moves_->capture_count; ++i) {
-        const CaptureMove& entry = moves_->captures[static_cast<unsigned>(i)];
+    unsigned count = 0;
+    for (unsigned i = 0; i < static_cast<unsigned>(moves_->capture_count); ++i) {
+        const RankedMove& entry = moves_->captures[i];
         if (entry.move.flags == 0) continue;
         const std::int32_t key = OrderKey(entry.value, HistoryOf<Us>(entry.move));
-        moves_->keys[static_cast<unsigned>(count++)] =
-            SortKey(key, kCapturePlace + static_cast<unsigned>(i));
+        moves_->rest[count] = entry.move;
+        moves_->keys[count] = SortKey(key, kCapturePlace + entry.place, count);
+        ++count;
     }
-    for (unsigned i = 0; i < static_cast<unsigned>(moves_->rest_count); ++i) {
-        const Move move = moves_->rest[i];
-        bool taken = false;
-        for (unsigned k = 0; k < quiets_taken_; ++k) taken |= SameSquares(taken_[k], move);
-        if (taken) continue;
-        moves_->keys[static_cast<unsigned>(count++)] = SortKey(OrderKey(0, HistoryOf<Us>(move)), i);
+    moves_->rest_count = static_cast<int>(count);
+    if (alpha_ && *alpha_ >= pass_level_) {
+        SeparatePassedOver();
+        return;
     }
-    keys_ = count;
+    CollectQuiets<Us>(moves_, view_.evasions);
+    ForgetTaken();
+    active_ = moves_->rest_count;
+}
+
+template <Side Us>
+int MovePicker<Us>::PassedOver(bool ended_early) const {
+    int count = passed_over_;
+    if (active_ == moves_->rest_count) return count;
+    for (unsigned i = static_cast<unsigned>(active_); i < static_cast<unsigned>(moves_->rest_count);
+         ++i) {
+        const std::uint64_t key = moves_->keys[i];
+        count += key != 0 && (!ended_early || key > last_key_) ? 1 : 0;
+    }
+    return count;
 }
 
 template <Side Us>
 bool MovePicker<Us>::TakeBestRemaining(Move* move) {
     std::uint64_t best = 0;
-    int at = 0;
-    for (int i = 0; i < keys_; ++i) {
-        const std::uint64_t key = moves_->keys[static_cast<unsigned>(i)];
-        if (key > best) {
-            best = key;
-            at = i;
-        }
+    for (unsigned i = 0; i < static_cast<unsigned>(active_); ++i) {
+        best = std::max(best, moves_->keys[i]);
     }
     if (best == 0) return false;
-    moves_->keys[static_cast<unsigned>(at)] = moves_->keys[static_cast<unsigned>(--keys_)];
-    const unsigned place = static_cast<std::uint32_t>(best) - 1;
-    *move =
-        place >= kCapturePlace ? moves_->captures[place - kCapturePlace].move : moves_->rest[place];
-    return true;
-}
-
-template <Side Us>
-bool MovePicker<Us>::TakeCheck(Move* move) {
-    if (moves_->rest_count == 0) return false;
-    *move = moves_->rest[static_cast<unsigned>(--moves_->rest_count)];
+    const auto index = static_cast<std::uint16_t>(best);
+    moves_->keys[index] = 0;
+    last_key_ = best;
+    *move = moves_->rest[index];
     return true;
 }
 
@@ -207,7 +258,10 @@ bool MovePicker<Us>::NextMove(Move* move) {
             case StageCaptures:
                 if (TakeBestCapture(move)) return true;
                 ++stage_;
-                if (*stage_ == StageChecks) CollectQuietChecks<Us>(moves_, view_);
+                if (*stage_ == StageChecks) {
+                    CollectQuietChecks<Us, KeyBy::Place>(moves_, view_);
+                    active_ = moves_->rest_count;
+                }
                 break;
             case StageSort:
                 ++stage_;
@@ -215,7 +269,7 @@ bool MovePicker<Us>::NextMove(Move* move) {
                 break;
             case StageRemaining: return TakeBestRemaining(move);
             case StageChecks:
-                if (TakeCheck(move)) return true;
+                if (TakeBestRemaining(move)) return true;
                 ++stage_;
                 break;
         }

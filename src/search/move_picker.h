@@ -65,28 +65,23 @@ inline constexpr Stage kCaptureStages[] = {StageRootLineCapture,
                                            StageCaptures,
                                            StageEnd};
 
-/// The key that stage 12 sorts by: the value of a capture first, then the history counter, as
-/// signed 32 bits; the counter wraps.
-inline std::int32_t OrderKey(std::int32_t capture_value, std::uint32_t history) {
-    constexpr std::uint32_t kCaptureUnit = 2048;
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(capture_value) * kCaptureUnit +
-                                     history);
-}
-
-/// A key and its move's place in one word, ordered as the sort needs it: larger first, the later
-/// place first among equal keys. Never 0, which stands for a move handed out.
-inline std::uint64_t SortKey(std::int32_t key, unsigned place) {
-    const std::uint32_t unsigned_key = static_cast<std::uint32_t>(key) ^ 0x80000000U;
-    return std::uint64_t{unsigned_key} << 32 | (place + 1);
-}
-
 template <Side Us>
 class MovePicker {
 public:
-    /// `stages` is one of the lists above; `evasions` and the checks come from `view`.
+    /// `stages` is one of the lists above; evasions and checks come from `view`.
     MovePicker(
         NodeMoves* moves, const KingView& view, const Stage* stages, TableMove hash_move, int ply)
         : moves_(moves), view_(view), stage_(stages), hash_move_(hash_move), ply_(ply) {}
+
+    /// Lets the sort pass over quiet moves that give no check once the node's alpha reaches `level`:
+    /// they would all be pruned. Not for nodes in check.
+    void PassOverQuiets(const int* alpha, int level) {
+        alpha_ = alpha;
+        pass_level_ = level;
+    }
+
+    /// Legal moves passed over so far: all before the move last handed out, or all there are.
+    int PassedOver(bool ended_early) const;
 
     /// The next move; false when there is none left.
     bool NextMove(Move* move);
@@ -106,11 +101,10 @@ private:
     bool TakePromotion(Move* move);
     bool TakeBestCapture(Move* move);
     bool TakeBestRemaining(Move* move);
-    bool TakeCheck(Move* move);
     void SortRemaining();
+    void ForgetTaken();
+    void SeparatePassedOver();
 
-    /// Captures sort in front of quiet moves of the same key.
-    static constexpr unsigned kCapturePlace = 1U << 16;
     static constexpr unsigned kMostQuietsTaken = 4;
 
     NodeMoves* moves_;
@@ -118,9 +112,13 @@ private:
     const Stage* stage_;
     TableMove hash_move_;
     int ply_;
+    const int* alpha_ = nullptr;
+    int pass_level_ = 0;
+    int passed_over_ = 0;         ///< legal moves passed over, as far as they are not in keys
+    int active_ = 0;              ///< keys that are handed out; those passed over stand behind
+    std::uint64_t last_key_ = 0;  ///< of the move last handed out by the sort
     unsigned quiets_taken_ = 0;
     std::array<Move, kMostQuietsTaken> taken_;  ///< quiet moves handed out before the sort
-    int keys_ = 0;                              ///< sorted moves not yet handed out
 };
 
 }  // namespace torval

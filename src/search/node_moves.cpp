@@ -1,7 +1,5 @@
 #include "search/node_moves.h"
 
-#include <algorithm>
-
 #include "board/attack.h"
 #include "board/make.h"
 
@@ -11,72 +9,65 @@ std::array<NodeMoves, kMaxSearchPly + 1> node_moves;
 
 namespace {
 
-/// The place of a step's direction in DirectionTable, by VectorIndex(to, from). The line pieces
-/// share the queen's order: a bishop's and a rook's lists are what is left of it.
-constexpr auto kStepOrder = [] {
+constexpr unsigned kManPlaces = 64;
+
+/// Direction * 8 + distance - 1 of a piece's step, by VectorIndex(to, from). The line pieces share
+/// the queen's order of directions: a bishop's and a rook's lists are what is left of it.
+constexpr auto kStepPlace = [] {
     std::array<std::uint8_t, 256> table{};
     for (unsigned place = 0; place < 8; ++place) {
         const int knight = DirectionTable[Knight][place];
         const int line = DirectionTable[Queen][place];
-        table[VectorIndex(knight, 0)] = static_cast<std::uint8_t>(place);
+        table[VectorIndex(knight, 0)] = static_cast<std::uint8_t>(8 * place);
         for (int k = 1; k <= 7; ++k) {
-            table[VectorIndex(k * line, 0)] = static_cast<std::uint8_t>(place);
+            table[VectorIndex(k * line, 0)] =
+                static_cast<std::uint8_t>(8 * place + static_cast<unsigned>(k) - 1);
         }
     }
     return table;
 }();
 // A knight's difference is never a line's.
-static_assert(kStepOrder[VectorIndex(-18, 0)] == 0 && kStepOrder[VectorIndex(-15, 0)] == 3);
+static_assert(kStepPlace[VectorIndex(-33, 0)] == 8 && kStepPlace[VectorIndex(-45, 0)] == 26);
 
-void PutCapture(NodeMoves* moves, Square from, Square to, unsigned flags) {
+unsigned PlaceOf(unsigned man, Square from, Square to) {
+    return (man + 1) * kManPlaces + kStepPlace[VectorIndex(to, from)];
+}
+
+void PutCapture(NodeMoves* moves, Square from, Square to, unsigned flags, unsigned place) {
     const Move move = {from, to, static_cast<std::uint8_t>(flags), position.Board[to]};
-    moves->captures[static_cast<unsigned>(moves->capture_count++)] = {move, CaptureValue(move)};
+    moves->captures[static_cast<unsigned>(moves->capture_count++)] = {
+        move, static_cast<std::uint16_t>(place), static_cast<std::int16_t>(CaptureValue(move))};
 }
 
-/// The captures of a piece on the squares of `targets`, in the order of its directions.
-void PutPieceCaptures(NodeMoves* moves, Square from, PieceType type, Bitboard targets) {
-    if ((targets & (targets - 1)) == 0) {
-        PutCapture(moves, from, SquareAt(std::countr_zero(targets)), type);
-        return;
-    }
-    std::array<Square, 8> by_direction;
-    unsigned directions = 0;
-    while (targets != 0) {
-        const Square to = PopSquare(targets);
-        const unsigned order = kStepOrder[VectorIndex(to, from)];
-        by_direction[order] = to;
-        directions |= 1U << order;
-    }
-    for (; directions != 0; directions &= directions - 1) {
-        const auto order = static_cast<unsigned>(std::countr_zero(directions));
-        PutCapture(moves, from, by_direction[order], type);
-    }
-}
-
+/// Captures and promotions of one pawn that has some.
 template <Side Us>
-void PutPawnCaptures(NodeMoves* moves, Square from, Bitboard targets) {
+void PutPawnMoves(NodeMoves* moves, Square from) {
     constexpr int kForward = Home<Us>::kForward;
-    const bool promotes = RankOf(static_cast<Square>(from + kForward)) == Home<Us>::kLastRank;
+    constexpr unsigned kPromotionPlaces = 4;
+    const auto& board = position.Board;
+    const auto ahead = static_cast<Square>(from + kForward);
+    const bool promotes = RankOf(ahead) == Home<Us>::kLastRank;
+    unsigned place = (position.PieceIndex[from] + 1U) * kManPlaces;
     if (promotes) {
         moves->has_promotion = true;
-        const auto ahead = static_cast<Square>(from + kForward);
-        if (position.Board[ahead] == 0) {
-            for (unsigned type = Knight; type <= Queen; ++type) {
-                moves->promotions[static_cast<unsigned>(moves->promotion_count++)] = {
-                    from, ahead, static_cast<std::uint8_t>(type << 4 | Pawn), 0};
-            }
+        for (unsigned type = Knight; type <= Queen && board[ahead] == 0; ++type) {
+            const Move move = {from, ahead, static_cast<std::uint8_t>(type << 4 | Pawn), 0};
+            moves->promotions[static_cast<unsigned>(moves->promotion_count++)] = {
+                move, static_cast<std::uint16_t>(place + type), 0};
         }
     }
     for (const int step : Home<Us>::kPawnCaptures) {
         const auto to = static_cast<Square>(from + step);
-        if (!OnBoard(to) || !(targets & Bit(to))) continue;
-        if (promotes) {
-            for (unsigned type = Knight; type <= Queen; ++type) {
-                PutCapture(moves, from, to, type << 4 | Pawn);
+        if (OnBoard(to) && (board[to] & ColourBit(!Us))) {
+            if (promotes) {
+                for (unsigned type = Knight; type <= Queen; ++type) {
+                    PutCapture(moves, from, to, type << 4 | Pawn, place + type - Knight);
+                }
+            } else {
+                PutCapture(moves, from, to, Pawn, place);
             }
-        } else {
-            PutCapture(moves, from, to, Pawn);
         }
+        place += kPromotionPlaces;
     }
 }
 
@@ -84,6 +75,7 @@ template <Side Us>
 void PutEnPassant(NodeMoves* moves) {
     const Square taken = DoubleStepSquare<Us>();
     if (!OnBoard(taken)) return;
+    std::uint16_t place = kFirstPlace;
     for (const int side_step : {1, -1}) {
         const auto from = static_cast<Square>(taken + side_step);
         if (!OnBoard(from) || position.Board[from] != CodeOf(Us, Pawn)) continue;
@@ -91,8 +83,8 @@ void PutEnPassant(NodeMoves* moves) {
                            static_cast<Square>(taken + Home<Us>::kForward),
                            kEnPassantFlags,
                            CodeOf(!Us, Pawn)};
-        moves->captures[static_cast<unsigned>(moves->capture_count++)] = {move,
-                                                                          MvvLvaTable[Pawn][Pawn]};
+        moves->captures[static_cast<unsigned>(moves->capture_count++)] = {
+            move, place++, MvvLvaTable[Pawn][Pawn]};
         ++moves->total;
     }
 }
@@ -127,46 +119,70 @@ Bitboard Checkers(Square king, Bitboard occupied) {
            (RookAttacks(index, occupied) & (men[Rook] | men[Queen]));
 }
 
-/// Calls `put` with every quiet move that is no promotion, in generation order.
-template <Side Us, typename Put>
-void ForEachQuiet(const NodeMoves& moves, Put put) {
-    using Mine = Home<Us>;
-    const auto& board = position.Board;
-    if (moves.castle_short) put(Move{Mine::kKing, Mine::kShortKingTo, kCastlingFlags, 0});
-    if (moves.castle_long) put(Move{Mine::kKing, Mine::kLongKingTo, kCastlingFlags, 0});
-    for (unsigned i = 0; i <= static_cast<unsigned>(moves.men_count); ++i) {
-        const Square from = moves.men[i];
-        const PieceType type = TypeOf(board[from]);
-        if (type == Pawn) {
-            const int ahead = from + Mine::kForward;
-            if (!OnBoard(ahead)) continue;
-            const auto to = static_cast<Square>(ahead);
-            if (board[to] != 0 || RankOf(to) == Mine::kLastRank) continue;
-            put(Move{from, to, Pawn, 0});
-            const auto beyond = static_cast<Square>(to + Mine::kForward);
-            if (RankOf(to) == Mine::kDoubleStepRank && board[beyond] == 0) {
-                put(Move{from, beyond, Pawn, 0});
-            }
-            continue;
-        }
-        const bool slides = type == Bishop || type == Rook || type == Queen;
-        for (const std::int8_t* step = DirectionTable[type].data(); *step != 0; ++step) {
-            auto to = static_cast<Square>(from + *step);
-            while (OnBoard(to) && board[to] == 0) {
-                put(Move{from, to, type, 0});
-                if (!slides) break;
-                to = static_cast<Square>(to + *step);
-            }
-        }
-    }
-}
-
 template <Side Us>
 bool CastlingChecks(Move move) {
     MakeMove<Us>(move);
     const bool checks = InCheck(!Us);
     UnmakeMove<Us>();
     return checks;
+}
+
+template <Side Us, KeyBy By = KeyBy::History>
+void PutQuiet(NodeMoves* moves, Move move, unsigned place) {
+    const auto index = static_cast<unsigned>(moves->rest_count++);
+    const std::uint32_t history = By == KeyBy::History ? HistoryOf<Us>(move) : 0;
+    moves->rest[index] = move;
+    moves->keys[index] = SortKey(OrderKey(0, history), place, index);
+}
+
+template <Side Us, KeyBy By = KeyBy::History>
+void PutQuiets(NodeMoves* moves, unsigned man, Square from, std::uint8_t flags, Bitboard targets) {
+    while (targets != 0) {
+        const Square to = PopSquare(targets);
+        PutQuiet<Us, By>(moves, {from, to, flags, 0}, PlaceOf(man, from, to));
+    }
+}
+
+/// Steps of a pawn to empty squares other than promotions; the double step has the later place.
+template <Side Us>
+Bitboard PawnSteps(Square from, Bitboard occupied) {
+    constexpr Bitboard kThird = RankMask(Us == White ? 2 : 5);
+    constexpr Bitboard kEighth = RankMask(Us == White ? 7 : 0);
+    const Bitboard step = Forward<Us>(Bit(from)) & ~occupied & ~kEighth;
+    return step | (Forward<Us>(step & kThird) & ~occupied);
+}
+
+constexpr std::array<std::array<Move, 2>, 2> kCastlingMoves = {{
+    {{{Home<White>::kKing, Home<White>::kShortKingTo, kCastlingFlags, 0},
+      {Home<White>::kKing, Home<White>::kLongKingTo, kCastlingFlags, 0}}},
+    {{{Home<Black>::kKing, Home<Black>::kShortKingTo, kCastlingFlags, 0},
+      {Home<Black>::kKing, Home<Black>::kLongKingTo, kCastlingFlags, 0}}},
+}};
+
+/// Calls `visit` with each possible castling move and its place.
+template <Side Us, typename Visit>
+void ForEachCastling(const NodeMoves& moves, Visit visit) {
+    if (moves.castle_short) visit(kCastlingMoves[Us][0], kFirstPlace);
+    if (moves.castle_long) visit(kCastlingMoves[Us][1], kFirstPlace + 1);
+}
+
+/// The squares from which a move of this man leaves the line to the enemy king.
+template <Side Us>
+Bitboard OffLine(Square from, Bitboard targets) {
+    Bitboard off = 0;
+    for (Bitboard left = targets; left != 0;) {
+        const Square to = PopSquare(left);
+        if (!OnOneLine(position.KingSquare(!Us), from, to)) off |= Bit(to);
+    }
+    return off;
+}
+
+/// The quiet targets of a man that give check, direct or discovered.
+template <Side Us>
+Bitboard CheckingTargets(Square from, PieceType type, Bitboard targets, const KingView& view) {
+    Bitboard checking = targets & view.checks[type];
+    if (view.discoverers & Bit(from)) checking |= OffLine<Us>(from, targets);
+    return checking;
 }
 
 }  // namespace
@@ -215,37 +231,37 @@ void CollectCaptures(NodeMoves* moves) {
     moves->castle_long = CanCastleLong<Us>();
     moves->men_count = list.count;
     moves->men = list.squares;
-    int total = (moves->castle_short ? 1 : 0) + (moves->castle_long ? 1 : 0);
+    moves->total = (moves->castle_short ? 1 : 0) + (moves->castle_long ? 1 : 0);
+    PutEnPassant<Us>(moves);
 
-    // Men that can capture or promote, by their place in the list.
-    std::array<Bitboard, kListCapacity> targets;
-    std::uint32_t movers = 0;
-    const auto add = [&](int index, Bitboard attacks) {
-        const unsigned place = position.PieceIndex[SquareAt(index)];
-        const Bitboard taken = attacks & theirs;
-        targets[place] = taken;
-        movers |= static_cast<std::uint32_t>(taken != 0) << place;
+    int total = moves->total;
+    const auto add = [&](int index, PieceType type, Bitboard attacks) {
+        const Square from = SquareAt(index);
+        const unsigned man = position.PieceIndex[from];
+        moves->attacks[man] = attacks;
         total += Count(attacks & ~own);
+        for (Bitboard taken = attacks & theirs; taken != 0;) {
+            const Square to = PopSquare(taken);
+            PutCapture(moves, from, to, type, PlaceOf(man, from, to));
+        }
     };
-    {
-        const int king = IndexOf(list.squares[0]);
-        add(king, kKingAttacks[static_cast<unsigned>(king)]);
-    }
+    const int king = IndexOf(list.squares[0]);
+    add(king, King, kKingAttacks[static_cast<unsigned>(king)]);
     for (Bitboard left = men[Knight]; left != 0; left &= left - 1) {
         const int index = std::countr_zero(left);
-        add(index, kKnightAttacks[static_cast<unsigned>(index)]);
+        add(index, Knight, kKnightAttacks[static_cast<unsigned>(index)]);
     }
     for (Bitboard left = men[Bishop]; left != 0; left &= left - 1) {
         const int index = std::countr_zero(left);
-        add(index, BishopAttacks(index, occupied));
+        add(index, Bishop, BishopAttacks(index, occupied));
     }
     for (Bitboard left = men[Rook]; left != 0; left &= left - 1) {
         const int index = std::countr_zero(left);
-        add(index, RookAttacks(index, occupied));
+        add(index, Rook, RookAttacks(index, occupied));
     }
     for (Bitboard left = men[Queen]; left != 0; left &= left - 1) {
         const int index = std::countr_zero(left);
-        add(index, BishopAttacks(index, occupied) | RookAttacks(index, occupied));
+        add(index, Queen, BishopAttacks(index, occupied) | RookAttacks(index, occupied));
     }
 
     constexpr Bitboard kSeventh = RankMask(Us == White ? 6 : 1);
@@ -262,50 +278,75 @@ void CollectCaptures(NodeMoves* moves) {
         total += kMorePromotions *
                  (Count(steps & kEighth) + Count(east & kEighth) + Count(west & kEighth));
     }
-    const Bitboard capturing =
-        Forward<kThem>(West(east)) | Forward<kThem>(East(west)) | (Forward<kThem>(steps & kEighth));
-    for (Bitboard left = capturing; left != 0; left &= left - 1) {
-        const Square from = SquareAt(std::countr_zero(left));
-        const unsigned place = position.PieceIndex[from];
-        targets[place] = PawnAttacks<Us>(Bit(from)) & theirs;
-        movers |= 1U << place;
-    }
-
     moves->total = total;
-    PutEnPassant<Us>(moves);
-    for (; movers != 0; movers &= movers - 1) {
-        const auto place = static_cast<unsigned>(std::countr_zero(movers));
-        const Square from = list.squares[place];
-        const PieceType type = TypeOf(position.Board[from]);
-        if (type == Pawn) {
-            PutPawnCaptures<Us>(moves, from, targets[place]);
-        } else {
-            PutPieceCaptures(moves, from, type, targets[place]);
-        }
+    for (Bitboard left = Forward<kThem>(West(east) | East(west) | (steps & kEighth)); left != 0;) {
+        PutPawnMoves<Us>(moves, PopSquare(left));
     }
 }
 
 template <Side Us>
 void CollectQuiets(NodeMoves* moves, Bitboard evasions) {
-    int count = 0;
-    ForEachQuiet<Us>(*moves, [&](Move move) {
-        moves->rest[static_cast<unsigned>(count)] = move;
-        const bool kept = (move.flags & 7) == King || (evasions & Bit(move.to)) != 0;
-        count += kept ? 1 : 0;
+    const Bitboard occupied = position.Occupied();
+    ForEachCastling<Us>(*moves,
+                        [&](Move move, unsigned place) { PutQuiet<Us>(moves, move, place); });
+    for (unsigned man = 0; man <= static_cast<unsigned>(moves->men_count); ++man) {
+        const Square from = moves->men[man];
+        const PieceType type = TypeOf(position.Board[from]);
+        const Bitboard allowed = type == King ? ~Bitboard{0} : evasions;
+        if (type == Pawn) {
+            const Bitboard steps = PawnSteps<Us>(from, occupied) & allowed;
+            PutQuiets<Us>(moves, man, from, Pawn, steps);
+        } else {
+            PutQuiets<Us>(moves, man, from, type, moves->attacks[man] & ~occupied & allowed);
+        }
+    }
+}
+
+template <Side Us, KeyBy By>
+void CollectQuietChecks(NodeMoves* moves, const KingView& view) {
+    const Bitboard occupied = position.Occupied();
+    ForEachCastling<Us>(*moves, [&](Move move, unsigned place) {
+        if (CastlingChecks<Us>(move)) PutQuiet<Us, By>(moves, move, place);
     });
-    moves->rest_count = count;
+    for (unsigned man = 0; man <= static_cast<unsigned>(moves->men_count); ++man) {
+        const Square from = moves->men[man];
+        const PieceType type = TypeOf(position.Board[from]);
+        const Bitboard targets =
+            type == Pawn ? PawnSteps<Us>(from, occupied) : moves->attacks[man] & ~occupied;
+        PutQuiets<Us, By>(moves, man, from, type, CheckingTargets<Us>(from, type, targets, view));
+    }
 }
 
 template <Side Us>
-void CollectQuietChecks(NodeMoves* moves, const KingView& view) {
+int CountOtherQuiets(const NodeMoves& moves, const KingView& view) {
+    const Bitboard occupied = position.Occupied();
+    const Square king = position.KingSquare(Us);
     int count = 0;
-    ForEachQuiet<Us>(*moves, [&](Move move) {
-        const bool checks =
-            move.flags & kCastlingBit ? CastlingChecks<Us>(move) : PlainMoveChecks<Us>(move, view);
-        moves->rest[static_cast<unsigned>(count)] = move;
-        count += checks ? 1 : 0;
-    });
-    moves->rest_count = count;
+    ForEachCastling<Us>(moves,
+                        [&](Move move, unsigned) { count += CastlingChecks<Us>(move) ? 0 : 1; });
+    for (unsigned man = 0; man <= static_cast<unsigned>(moves.men_count); ++man) {
+        const Square from = moves.men[man];
+        const PieceType type = TypeOf(position.Board[from]);
+        Bitboard targets =
+            type == Pawn ? PawnSteps<Us>(from, occupied) : moves.attacks[man] & ~occupied;
+        targets &= ~CheckingTargets<Us>(from, type, targets, view);
+        if (type == King) {
+            for (Bitboard left = targets; left != 0;) {
+                const Square to = PopSquare(left);
+                count += IsAttacked<!Us>(to, occupied ^ Bit(from)) ? 0 : 1;
+            }
+            continue;
+        }
+        if (view.pinned & Bit(from)) {
+            for (Bitboard left = targets; left != 0;) {
+                const Square to = PopSquare(left);
+                count += OnOneLine(king, from, to) ? 1 : 0;
+            }
+            continue;
+        }
+        count += Count(targets);
+    }
+    return count;
 }
 
 template <Side Us>
@@ -342,6 +383,11 @@ bool IsQuietMove(const NodeMoves& moves, Square from, Square to, std::uint8_t* f
 }
 
 template <Side Us>
+bool QuietMoveChecks(Move move, const KingView& view) {
+    return move.flags & kCastlingBit ? CastlingChecks<Us>(move) : PlainMoveChecks<Us>(move, view);
+}
+
+template <Side Us>
 bool IsLegal(Move move, const KingView& view, bool in_check) {
     const unsigned type = move.flags & 7;
     if (type == King) {
@@ -364,8 +410,14 @@ template void CollectCaptures<White>(NodeMoves*);
 template void CollectCaptures<Black>(NodeMoves*);
 template void CollectQuiets<White>(NodeMoves*, Bitboard);
 template void CollectQuiets<Black>(NodeMoves*, Bitboard);
-template void CollectQuietChecks<White>(NodeMoves*, const KingView&);
-template void CollectQuietChecks<Black>(NodeMoves*, const KingView&);
+template void CollectQuietChecks<White, KeyBy::History>(NodeMoves*, const KingView&);
+template void CollectQuietChecks<Black, KeyBy::History>(NodeMoves*, const KingView&);
+template void CollectQuietChecks<White, KeyBy::Place>(NodeMoves*, const KingView&);
+template void CollectQuietChecks<Black, KeyBy::Place>(NodeMoves*, const KingView&);
+template int CountOtherQuiets<White>(const NodeMoves&, const KingView&);
+template int CountOtherQuiets<Black>(const NodeMoves&, const KingView&);
+template bool QuietMoveChecks<White>(Move, const KingView&);
+template bool QuietMoveChecks<Black>(Move, const KingView&);
 template bool IsQuietMove<White>(const NodeMoves&, Square, Square, std::uint8_t*);
 template bool IsQuietMove<Black>(const NodeMoves&, Square, Square, std::uint8_t*);
 template bool IsLegal<White>(Move, const KingView&, bool);

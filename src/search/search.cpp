@@ -224,8 +224,12 @@ void NodeSearch<Us>::SearchEach(MovePicker<Us>* picker) {
     if (futile) {
         n.best = n.static_score;
         n.flags = 0;
+        const int balance =
+            ValueOf(position.MaterialWord[Us]) - ValueOf(position.MaterialWord[kThem]);
+        if (!in_check) picker->PassOverQuiets(&n.alpha, balance + kFutilityMargin);
     }
     bool first = true;
+    bool cut_off = false;
     for (Move move; picker->NextMove(&move);) {
         if (n.depth <= 0 && in_check && picker->AtRemaining() && QuietEvasionsAreOver()) break;
         if (!IsLegal<Us>(move, view_, in_check)) {
@@ -268,9 +272,13 @@ void NodeSearch<Us>::SearchEach(MovePicker<Us>* picker) {
         // Being mated at once can reach beta without being better than the start value.
         if (score >= n.beta) {
             UpdateKillers(c.SearchPly, n.best_move);
+            cut_off = true;
             break;
         }
         n.alpha = std::max(n.alpha, score);
+    }
+    if (futile) {
+        CountOne(c.statistics.analize_cnt, static_cast<std::uint32_t>(picker->PassedOver(cut_off)));
     }
     CreditHistory<Us>(LineTable[static_cast<unsigned>(c.SearchPly)][0], n.depth);
 }
