@@ -1,0 +1,13 @@
+// The program `torval`.
+
+#include <unistd.h>
+
+#include <iostream>
+
+#include "apps/command_line.h"
+
+int main(int count, char** arguments) {
+    std::ios::sync_with_stdio(false);
+    torval::Console console{std::cin, std::cout, std::cerr, isatty(STDERR_FILENO) != 0};
+    return torval::RunCommandLine(count, arguments, console);
+}

@@ -1,0 +1,56 @@
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "apps/commands.h"
+#include "apps/notation.h"
+#include "apps/positions.h"
+#include "board/move_text.h"
+#include "game/game.h"
+
+namespace torval {
+
+namespace {
+
+struct ParseOptions {
+    PositionOptions position;
+    std::string text;
+    bool json = false;
+};
+
+void RunParse(const ParseOptions& options, Console& console) {
+    StartEngine();
+    SetUp(options.position);
+    const int result = ParseMoveText(legal_moves, options.text.c_str());
+    std::vector<Move> found;
+    const MoveEntry* entry = EntryAt(legal_moves->quiet_head);
+    for (int i = 0; i < result && entry; ++i, entry = NextEntry(*entry)) {
+        found.push_back(entry->move);
+    }
+    if (options.json) {
+        auto moves = nlohmann::ordered_json::array();
+        for (const Move move : found) moves.push_back(EvarHex(move));
+        console.out << nlohmann::ordered_json{{"result", result}, {"moves", moves}}.dump() << '\n';
+        return;
+    }
+    if (result == kUnreadable) console.out << "This is no move\n";
+    if (result == 0) console.out << "No legal move fits\n";
+    for (const Move move : found) {
+        console.out << Algebraic(move) << " (" << Coordinates(move) << ")\n";
+    }
+}
+
+}  // namespace
+
+void AddParseCommand(CLI::App* application, Console& console) {
+    const auto options = std::make_shared<ParseOptions>();
+    CLI::App* const command =
+        application->add_subcommand("parse", "Tell which legal moves a text can mean");
+    command->add_option("TEXT", options->text, "a move, such as Nf3 or e2e4")
+        ->required()
+        ->type_name("");
+    AddFenOption(command, &options->position);
+    command->add_flag("--json", options->json, "answer with one line of JSON");
+    command->callback([options, &console] { RunParse(*options, console); });
+}
+
+}  // namespace torval

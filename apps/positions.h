@@ -1,0 +1,47 @@
+// The positions a command works on: one from a FEN with moves played from it, or many from a file.
+//
+// Errors   InputError, with the name of the option, or file and line, that the input came from.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/console.h"
+#include "apps/fen.h"
+#include "board/position.h"
+
+namespace torval {
+
+struct PositionOptions {
+    std::string fen = kStartFen;
+    std::string moves;  ///< entered as game moves
+    std::string epd;    ///< a file of positions, "-" for standard input; replaces fen and moves
+};
+
+void AddFenOption(CLI::App* command, PositionOptions* options);
+void AddMovesOption(CLI::App* command, PositionOptions* options);
+/// To be added after --fen and, where the command has it, --moves.
+void AddEpdOption(CLI::App* command, PositionOptions* options);
+
+/// The engine as it is when loaded, with default settings and a table of default size.
+void StartEngine();
+/// With a table of as many kilobytes, 0 for none.
+void StartEngine(std::uint32_t table_kilobytes);
+
+/// Sets up the FEN and enters the moves.
+void SetUp(const PositionOptions& options);
+
+/// Reads legal moves of the working position, without making them.
+std::vector<Move> ReadLegalMoves(std::string_view text);
+
+/// Calls `answer` for each position, set up in a new game: once with an empty text for fen and
+/// moves, else for each line of the file with the line's position. `answer` prints one line then.
+void AnswerEach(const PositionOptions& options,
+                Console& console,
+                const std::function<void(std::string_view fen)>& answer);
+
+}  // namespace torval

@@ -1,0 +1,33 @@
+#include "apps/text.h"
+
+namespace torval {
+
+std::vector<std::string_view> SplitWords(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    std::vector<std::string_view> words;
+    for (;;) {
+        const std::size_t begin = text.find_first_not_of(kBlanks);
+        if (begin == std::string_view::npos) return words;
+        text.remove_prefix(begin);
+        words.push_back(text.substr(0, text.find_first_of(kBlanks)));
+        text.remove_prefix(words.back().size());
+    }
+}
+
+std::string JoinWords(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        if (!text.empty()) text += ' ';
+        text += word;
+    }
+    return text;
+}
+
+std::string Quote(std::string_view text) {
+    constexpr std::size_t kLongest = 24;
+    std::string quoted = "'";
+    for (const char c : text.substr(0, kLongest)) quoted += c >= ' ' && c <= '~' ? c : '?';
+    return quoted + (text.size() > kLongest ? "...'" : "'");
+}
+
+}  // namespace torval

@@ -1,0 +1,84 @@
+// Whatever bytes are accepted as a position can be generated, evaluated and searched.
+//
+// Input    the first byte chooses: a CHSBRD as it lies in memory, changes of single bytes of the
+//          start position (index, value), or the text of a FEN.
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "apps/fen.h"
+#include "board/legality.h"
+#include "eval/evaluate.h"
+#include "game/game.h"
+#include "game/think.h"
+#include "platform/flags.h"
+#include "platform/settings.h"
+
+namespace {
+
+using namespace torval;
+
+void Require(bool holds) {
+    if (!holds) std::abort();
+}
+
+CHSBRD StartPosition() {
+    NewGame();
+    CHSBRD board;
+    StorePosition(&board);
+    return board;
+}
+
+bool Accept(const std::uint8_t* data, std::size_t size) {
+    const int kind = data[0] % 3;
+    ++data;
+    --size;
+    if (kind == 0) {
+        std::string error;
+        const bool accepted = SetUpFen({reinterpret_cast<const char*>(data), size}, &error);
+        Require(accepted == error.empty());
+        return accepted;
+    }
+    CHSBRD board{};
+    if (kind == 1) {
+        std::memcpy(&board, data, size < sizeof board ? size : sizeof board);
+    } else {
+        board = StartPosition();
+        auto* const bytes = reinterpret_cast<std::uint8_t*>(&board);
+        for (std::size_t i = 0; i + 1 < size; i += 2) bytes[data[i] % sizeof board] = data[i + 1];
+    }
+    return SetPosition(board) == StatusOk;
+}
+
+void Use() {
+    MoveList& list = GenerateMoves();
+    FilterLegal(&list);
+    const bool has_moves = list.count != 0;
+    ReleaseMoves(list);
+    Require(PositionIsSound());
+    const int score = Evaluate(0, -20000, 20000, 0).score;
+    Require(score >= -kScoreLimit && score <= kScoreLimit);
+
+    MAINVAR line;
+    Require(ComputeMove(&line) == StatusOk);
+    ClearFlags(FlagBusy);
+    Require((line.vlen > 0) == has_moves);
+    Require(PositionIsSound());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    SetDefaultSettings();
+    settings_block.Level.mode = 0;
+    settings_block.Level.depth1 = 3;
+    settings_block.TranspKB = 16;  // cleared for every input
+    InitialiseEngine();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size != 0 && Accept(data, size)) Use();
+    return 0;
+}
