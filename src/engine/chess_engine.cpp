@@ -43,7 +43,7 @@ template <typename BookMoves>
 HRESULT NoBookMoves(BookMoves* moves) {
     if (!moves) return E_POINTER;
     *moves = {};
-    if (AnyFlag(FlagEngineToMove) || !legal_moves) moves->iStatus = StatusComputerToMove;
+    if (AnyFlag(FlagEngineToMove) || !has_legal_moves) moves->iStatus = StatusComputerToMove;
     return S_OK;
 }
 

@@ -20,7 +20,8 @@
 namespace torval {
 
 NextBestList next_best_list;
-std::atomic<MoveList*> legal_moves = nullptr;
+MoveList* legal_moves = nullptr;
+std::atomic<bool> has_legal_moves = false;
 
 namespace {
 
@@ -163,11 +164,13 @@ void InitialiseEngine() {
 void RebuildLegalMoves() {
     ReleaseLegalMoves();
     legal_moves = &GenerateLegal();
+    has_legal_moves = true;
 }
 
 void ReleaseLegalMoves() {
     if (legal_moves) ReleaseMoves(*legal_moves);
     legal_moves = nullptr;
+    has_legal_moves = false;
 }
 
 void NewGame() {
@@ -203,7 +206,7 @@ Status DoMove(const char* text, MOVES* result) {
         RebuildLegalMoves();
         return StatusAmbiguous;
     }
-    MoveEntry* const entry = EntryAt(legal_moves.load()->quiet_head);
+    MoveEntry* const entry = EntryAt(legal_moves->quiet_head);
     SetGameBits(FlagHostToMove);
     const NextBestList& next = next_best_list;
     if (next.count > 0 &&

@@ -25,9 +25,11 @@ struct NextBestList {
 
 extern NextBestList next_best_list;
 
-/// Legal moves of the game position, null while a computation has released them: the host's thread
-/// may ask whether there are any at any time.
-extern std::atomic<MoveList*> legal_moves;
+/// Legal moves of the game position, null while a computation has released them.
+extern MoveList* legal_moves;
+
+/// Whether there is such a list; for the host's thread while another computes.
+extern std::atomic<bool> has_legal_moves;
 
 /// Prepares the engine once: the arena, the transposition table by the settings, a new game.
 void InitialiseEngine();
