@@ -73,30 +73,50 @@ protected:
         }
     }
 
+    static void CompareAlongGames(TestRandom* random, int games) {
+        for (int game = 0; game < games && !HasFatalFailure(); ++game) {
+            NewGame();
+            for (int ply = 0; ply < 200 && PlayRandomMove(random) && !HasFatalFailure(); ++ply) {
+                const int old_phase = position.GamePhase;
+                SetUpEvaluation();
+                Compare(random, old_phase);
+            }
+        }
+    }
+
+    static void CompareOnBoards(TestRandom* random, int rounds) {
+        for (int round = 0; round < rounds && !HasFatalFailure(); ++round) {
+            const int most_men = round % 3 == 0 ? 31 : round % 3 == 1 ? 12 : 4;
+            ASSERT_EQ(SetPosition(RandomBoard(random, most_men)), StatusOk);
+            Compare(random, PhaseNotSet);
+        }
+    }
+
     static SlowEvaluation slow;
 };
+
+class SlowEvaluateTest : public EvaluateTest {};
 
 SlowEvaluation EvaluateTest::slow;
 
 TEST_F(EvaluateTest, AgreesWithASecondOpinionAlongRandomGames) {
     TestRandom random;
-    for (int game = 0; game < Rounds(150) && !HasFatalFailure(); ++game) {
-        NewGame();
-        for (int ply = 0; ply < 200 && PlayRandomMove(&random) && !HasFatalFailure(); ++ply) {
-            const int old_phase = position.GamePhase;
-            SetUpEvaluation();
-            Compare(&random, old_phase);
-        }
-    }
+    CompareAlongGames(&random, Rounds(100));
+}
+
+TEST_F(SlowEvaluateTest, AgreesWithASecondOpinionAlongManyRandomGames) {
+    TestRandom random(1);
+    CompareAlongGames(&random, Rounds(4000));
 }
 
 TEST_F(EvaluateTest, AgreesWithASecondOpinionOnSparseAndHostileBoards) {
     TestRandom random;
-    for (int round = 0; round < Rounds(40000) && !HasFatalFailure(); ++round) {
-        const int most_men = round % 3 == 0 ? 31 : round % 3 == 1 ? 12 : 4;
-        ASSERT_EQ(SetPosition(RandomBoard(&random, most_men)), StatusOk);
-        Compare(&random, PhaseNotSet);
-    }
+    CompareOnBoards(&random, Rounds(20000));
+}
+
+TEST_F(SlowEvaluateTest, AgreesWithASecondOpinionOnManySparseAndHostileBoards) {
+    TestRandom random(1);
+    CompareOnBoards(&random, Rounds(800000));
 }
 
 TEST_F(EvaluateTest, IsTheSameForBothColours) {

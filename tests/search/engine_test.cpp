@@ -12,6 +12,18 @@ std::uint32_t EngineTest::fake_step = 0;
 int EngineTest::fake_looks = 0;
 void (*EngineTest::on_look)(int) = nullptr;
 
+LEVEL LevelOf(int mode, int depth1, int time1, int moves1, int time2, int moves2) {
+    LEVEL level = {};
+    level.mode = static_cast<std::uint16_t>(mode);
+    level.depth1 = static_cast<std::int16_t>(depth1);
+    level.depth2 = -13;
+    level.time1 = static_cast<std::uint16_t>(time1);
+    level.moves1 = static_cast<std::uint16_t>(moves1);
+    level.time2 = static_cast<std::uint16_t>(time2);
+    level.moves2 = static_cast<std::uint16_t>(moves2);
+    return level;
+}
+
 std::string Hex(Move move) {
     constexpr const char* kDigits = "0123456789abcdef";
     std::string text;

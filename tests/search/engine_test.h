@@ -37,13 +37,12 @@ inline constexpr bool kSanitized = false;
 /// A number of rounds that the sanitizers' slower builds get through as well.
 inline constexpr int Rounds(int count) { return kSanitized ? (count + 9) / 10 : count; }
 
-/// Random numbers whose seed is printed; TORVAL_TEST_SEED sets it.
+/// Random numbers whose seed is printed; TORVAL_TEST_SEED sets it for every test.
 class TestRandom {
 public:
-    TestRandom() {
+    explicit TestRandom(std::uint32_t seed = 4711) {
         const char* given = std::getenv("TORVAL_TEST_SEED");
-        const auto seed =
-            given ? static_cast<std::uint32_t>(std::strtoul(given, nullptr, 0)) : 4711;
+        if (given) seed = static_cast<std::uint32_t>(std::strtoul(given, nullptr, 0));
         std::cout << "TORVAL_TEST_SEED=" << seed << "\n";
         engine_.seed(seed);
     }
@@ -53,6 +52,9 @@ public:
 private:
     std::mt19937 engine_;
 };
+
+/// A level with the usual floor of the capture search.
+LEVEL LevelOf(int mode, int depth1, int time1, int moves1 = 0, int time2 = 0, int moves2 = 0);
 
 /// Everything that a search answers with.
 struct SearchRecord {

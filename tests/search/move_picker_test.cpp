@@ -212,20 +212,31 @@ protected:
             ASSERT_EQ(once, every) << "each move exactly once";
         }
     }
+
+    static void CompareAlongGames(TestRandom* random, int rounds) {
+        for (int round = 0; round < rounds && !HasFatalFailure(); ++round) {
+            if (round % 2 == 0) {
+                NewGame();
+            } else {
+                ASSERT_EQ(SetPosition(RandomBoard(random, 14)), StatusOk);
+            }
+            for (int ply = 0; ply < 80 && PlayRandomMove(random) && !HasFatalFailure(); ++ply) {
+                Compare(random);
+            }
+        }
+    }
 };
+
+class SlowMovePickerTest : public MovePickerTest {};
 
 TEST_F(MovePickerTest, HandsOutTheMovesOfAPlainPicker) {
     TestRandom random;
-    for (int round = 0; round < Rounds(400) && !HasFatalFailure(); ++round) {
-        if (round % 2 == 0) {
-            NewGame();
-        } else {
-            ASSERT_EQ(SetPosition(RandomBoard(&random, 14)), StatusOk);
-        }
-        for (int ply = 0; ply < 80 && PlayRandomMove(&random) && !HasFatalFailure(); ++ply) {
-            Compare(&random);
-        }
-    }
+    CompareAlongGames(&random, Rounds(150));
+}
+
+TEST_F(SlowMovePickerTest, HandsOutTheMovesOfAPlainPicker) {
+    TestRandom random(1);
+    CompareAlongGames(&random, Rounds(5000));
 }
 
 TEST_F(MovePickerTest, FindsHintsByWhatStandsOnTheBoardNow) {
