@@ -11,7 +11,7 @@ std::uint32_t CacheSizeMB = 4;
 
 void SetDefaultSettings() {
     SettingsBlock& s = settings_block;
-    s.Level = {};
+    s = {};
     s.Level.depth1 = 5;
     s.Level.depth2 = -13;
     s.TranspFlags = 5;

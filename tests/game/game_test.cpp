@@ -47,6 +47,13 @@ protected:
         return status;
     }
 
+    /// As if so many reversible plies had led here, through positions that do not come again.
+    static void PretendPlies(int plies) {
+        std::fill_n(game_record.PlyStack.begin() + 1, plies, PlyRecord{});
+        game_record.top = game_record.PlyStack.data() + plies;
+        position.FiftyCounter = static_cast<std::uint8_t>(plies);
+    }
+
     MOVES result{};
 };
 
@@ -95,7 +102,7 @@ TEST_F(GameTest, ReportsAnOutcomeOnceAndEndsTheGame) {
     struct Row {
         const char* name;
         const char* fen;
-        int fifty;
+        int plies;
         const char* moves;
         Message message;  // id 0: none
         int marks;        // of the last move's destination
@@ -116,7 +123,7 @@ TEST_F(GameTest, ReportsAnOutcomeOnceAndEndsTheGame) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         PutFen(row.fen);
-        position.FiftyCounter = static_cast<std::uint8_t>(row.fifty);
+        PretendPlies(row.plies);
         EXPECT_EQ(StartGame(), StatusOk);
         EXPECT_EQ(Enter(row.moves), StatusOk);
         const bool goes_on = row.message.id == 0;
@@ -131,7 +138,7 @@ TEST_F(GameTest, ReportsAnOutcomeOnceAndEndsTheGame) {
 TEST_F(GameTest, EndsSilentlyAfterFiftyMovesWhenAskedTo) {
     settings_block.BrainFlags |= BrainNoFiftyMoves;
     PutFen("7k/8/8/8/8/8/8/KR6 w - - 0 1");
-    position.FiftyCounter = 99;
+    PretendPlies(99);
     ASSERT_EQ(Enter("Rb2"), StatusOk);
     EXPECT_EQ(result.iStatus, OutcomeGoesOn);
     EXPECT_TRUE(messages.empty());
