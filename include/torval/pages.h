@@ -1,9 +1,9 @@
-// Settings pages: what a user may change, control by control, without the host knowing the settings.
+// Settings pages: what a user may change, shown by a host that need not know the settings.
 //
-// The engine names its pages by ISpecifyPropertyPages::GetPages. A host creates each one by its class
-// identifier (library.h), asks for IPropertyPage and shows it in whatever way it has: as windows, as
-// lines in a terminal, as a form in a browser. What there is to show is a dialog: a list of controls
-// in the order in which a reader meets them.
+// The engine names its pages by ISpecifyPropertyPages::GetPages. A host creates each one by its
+// class identifier (library.h), asks for IPropertyPage and shows it in whatever way it has: as
+// windows, as lines in a terminal, as a form in a browser. What there is to show is a dialog: a
+// list of controls in the order in which a reader meets them.
 //
 // Controls   A control has a number, by which it is addressed, a kind, and a label in the chosen
 //            language. An Edit holds a text that the user types, of at most `limit` bytes when that
@@ -14,10 +14,10 @@
 // Life       SetLanguage, SetPageSite and SetObjects come first, in any order, and each of them may
 //            be left out. Activate creates the dialog and fills it with the settings as they are.
 //            From then on the host shows the controls and reports what the user does with SetText,
-//            SetChecked and Select. Apply takes the controls into the settings and may be called
-//            any number of times. Deactivate ends the dialog; what was not applied is lost. A page
-//            can be activated again, and shows the settings of that moment. Outside an activation
-//            there are no controls: the calls that need them answer E_UNEXPECTED.
+//            SetChecked and Select. Apply takes the controls into the settings and may be called any
+//            number of times. Deactivate ends the dialog; what was not applied is lost. A page can
+//            be activated again, and shows the settings of that moment. Outside an activation there
+//            are no controls: the calls that need them answer E_UNEXPECTED.
 //
 // Changes    Every change that the page accepts from the host counts as made by the user, also when
 //            the value is the same as before. Most, but not all, make the page dirty: IsPageDirty
@@ -32,8 +32,8 @@
 // Objects    A page is shown for engines. Their settings are one set for the whole process, so that
 //            the page keeps none of the objects; it only refuses what is no engine.
 //
-// Lifetime   The page keeps one reference to its site, from SetPageSite to the next SetPageSite or to
-//            its own end. As a site often keeps its pages, it should take itself away with
+// Lifetime   The page keeps one reference to its site, from SetPageSite to the next SetPageSite or
+//            to its own end. As a site often keeps its pages, it should take itself away with
 //            SetPageSite(nullptr). Texts that a call hands out are the page's own. They stay valid
 //            until the next call that changes a control, activates or deactivates the page, or until
 //            its end; those of GetPageInfo are valid for ever. Labels and items are UTF-8.
@@ -45,8 +45,8 @@
 //
 // Errors     E_UNEXPECTED: not active (or active already). E_INVALIDARG: no control of this number,
 //            not of the kind that the call is for, a text beyond the limit, an item that does not
-//            exist. E_POINTER: null where a pointer is needed. E_OUTOFMEMORY. What is refused changes
-//            nothing and tells nobody.
+//            exist. E_POINTER: null where a pointer is needed. E_OUTOFMEMORY. What is refused
+//            changes nothing and tells nobody.
 #pragma once
 
 #include <cstdint>

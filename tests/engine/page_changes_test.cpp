@@ -10,7 +10,7 @@
 namespace torval {
 namespace {
 
-// ---- What a host may do --------------------------------------------------------------------------
+// ---- What a host may do -------------------------------------------------------------------------
 
 TEST_F(PageTest, RefusesWhatAControlIsNotFor) {
     struct Row {
@@ -84,7 +84,7 @@ TEST_F(PageTest, HasNoControlsOutsideAnActivation) {
     EXPECT_EQ(TextOf(212), "/kept");
 }
 
-// ---- What makes a page dirty ---------------------------------------------------------------------
+// ---- What makes a page dirty --------------------------------------------------------------------
 
 TEST_F(PageTest, TellsItsSiteOnceWhenItBecomesDirty) {
     struct Row {
@@ -110,9 +110,9 @@ TEST_F(PageTest, TellsItsSiteOnceWhenItBecomesDirty) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        const Ref<RecordingSite> site = [] {
-            Ref<RecordingSite> made;
-            *made.Receive() = MakeObject<RecordingSite>();
+        const Ref<RecordingPageSite> site = [] {
+            Ref<RecordingPageSite> made;
+            *made.Receive() = MakeObject<RecordingPageSite>();
             return made;
         }();
         Create(row.class_id);
@@ -135,8 +135,8 @@ TEST_F(PageTest, TellsItsSiteOnceWhenItBecomesDirty) {
 }
 
 TEST_F(PageTest, StandsASiteThatCallsBack) {
-    Ref<RecordingSite> site;
-    *site.Receive() = MakeObject<RecordingSite>();
+    Ref<RecordingPageSite> site;
+    *site.Receive() = MakeObject<RecordingPageSite>();
     struct Row {
         const char* name;
         std::function<void()> then;
@@ -162,7 +162,7 @@ TEST_F(PageTest, StandsASiteThatCallsBack) {
     site->Release();
 }
 
-// ---- The databases' second initialisation ----------------------------------------------------------
+// ---- The databases' second initialisation -------------------------------------------------------
 
 TEST_F(PageTest, HasTheDatabasesInitialisedAgainAfterWhatConcernsThem) {
     struct Row {

@@ -19,7 +19,7 @@ namespace torval {
 inline int databases_changes = 0;
 
 /// A site that counts what it is told and can do something then.
-class RecordingSite final : public Object<RecordingSite, IPropertyPageSite> {
+class RecordingPageSite final : public Object<RecordingPageSite, IPropertyPageSite> {
 public:
     void* FindInterface(const GUID& iid) {
         const bool known = iid == IID_IUnknown || iid == IID_IPropertyPageSite;

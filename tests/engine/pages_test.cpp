@@ -13,7 +13,7 @@
 namespace torval {
 namespace {
 
-// ---- What is shown -------------------------------------------------------------------------------
+// ---- What is shown ------------------------------------------------------------------------------
 
 struct ControlRow {
     std::uint32_t number;
@@ -190,7 +190,7 @@ TEST_F(PageTest, ShowsTheBookSettings) {
     }
 }
 
-// ---- What is taken -------------------------------------------------------------------------------
+// ---- What is taken ------------------------------------------------------------------------------
 
 struct NumberRow {
     const char* text;
@@ -313,7 +313,7 @@ TEST_F(PageTest, TouchesOnlyItsOwnSettings) {
     EXPECT_EQ(databases_changes, 0);
 }
 
-// ---- As a component ------------------------------------------------------------------------------
+// ---- As a component -----------------------------------------------------------------------------
 
 TEST_F(PageTest, IsNamedByTheEngineAndRegistered) {
     Ref<ISpecifyPropertyPages> engine;

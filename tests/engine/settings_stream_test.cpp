@@ -140,7 +140,7 @@ private:
     int objects_before_ = 0;
 };
 
-// ---- Saving --------------------------------------------------------------------------------------
+// ---- Saving -------------------------------------------------------------------------------------
 
 TEST_F(SettingsStream, IsExactlySoAfterInitNew) {
     Ref<IPersistStreamInit> engine;
@@ -229,7 +229,7 @@ TEST_F(SettingsStream, PassesOnEveryWriteFault) {
     EXPECT_GT(fail_at, 0) << "the loop failed nothing";
 }
 
-// ---- Loading -------------------------------------------------------------------------------------
+// ---- Loading ------------------------------------------------------------------------------------
 
 TEST_F(SettingsStream, LoadsWhatWasSaved) {
     const Bytes bytes = Telling();

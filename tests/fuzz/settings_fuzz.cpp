@@ -1,7 +1,7 @@
 // Whatever bytes arrive as a settings stream or a parameter block, the settings stay readable.
 //
-// Input    the first byte chooses: the rest is a stream, a stream behind a head that is in order, or
-//          a parameter block before or after the engine was initialised.
+// Input    the first byte chooses: the rest is a stream, a stream without its head, or a parameter
+//          block before or after the engine was initialised.
 
 #include <cstdlib>
 #include <cstring>

@@ -255,7 +255,7 @@ TEST_F(MarshalSiteTest, LendsEachSiteUnderATicketOfItsOwn) {
     EXPECT_EQ(References(site_), 2U) << "the first one is still lent";
 }
 
-// ---- A host that ends first ----------------------------------------------------------------------
+// ---- A host that ends first ---------------------------------------------------------------------
 
 TEST(MarshalSite, NeedsAnApartmentAndAPlaceForEverything) {
     SiteNotes notes;
