@@ -14,8 +14,8 @@
 // Life       SetLanguage, SetPageSite and SetObjects come first, in any order, and each of them may
 //            be left out. Activate creates the dialog and fills it with the settings as they are.
 //            From then on the host shows the controls and reports what the user does with SetText,
-//            SetChecked and Select. Apply takes the controls into the settings and may be called any
-//            number of times. Deactivate ends the dialog; what was not applied is lost. A page can
+//            SetChecked and Select. Apply takes the controls into the settings, as often
+//            as it is called. Deactivate ends the dialog; what was not applied is lost. A page can
 //            be activated again, and shows the settings of that moment. Outside an activation there
 //            are no controls: the calls that need them answer E_UNEXPECTED.
 //
@@ -35,7 +35,7 @@
 // Lifetime   The page keeps one reference to its site, from SetPageSite to the next SetPageSite or
 //            to its own end. As a site often keeps its pages, it should take itself away with
 //            SetPageSite(nullptr). Texts that a call hands out are the page's own. They stay valid
-//            until the next call that changes a control, activates or deactivates the page, or until
+//            until the next call that changes a control, activates or deactivates the page, or to
 //            its end; those of GetPageInfo are valid for ever. Labels and items are UTF-8.
 //
 // Thread     A page belongs to the thread that created it: all calls come there, and the site is
