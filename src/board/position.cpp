@@ -8,11 +8,7 @@ namespace torval {
 
 Position position;
 std::array<std::array<std::array<std::int8_t, 128>, 8>, 2> PieceSquareTable;
-GameRecord game_record = {.top = game_record.PlyStack.data(),
-                          .game_end = game_record.PlyStack.data(),
-                          .start = {},
-                          .start_from_host = false,
-                          .PlyStack = {}};
+GameRecord game_record;
 CommittedState committed;
 std::atomic<std::uint8_t> GameSide = White;
 std::atomic<std::uint16_t> GamePly = 0;

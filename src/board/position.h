@@ -74,11 +74,11 @@ extern Position position;
 extern std::array<std::array<std::array<std::int8_t, 128>, 8>, 2> PieceSquareTable;
 
 struct GameRecord {
-    PlyRecord* top;        ///< the last move made
-    PlyRecord* game_end;   ///< the last game move committed; take-backs leave it
-    CHSBRD start;          ///< the set-up that the game began from
-    bool start_from_host;  ///< false after a new game
-    std::array<PlyRecord, kPlyRecords> PlyStack;  ///< record 0 is the root, its move is empty
+    std::array<PlyRecord, kPlyRecords> PlyStack = {};  ///< record 0 is the root, its move is empty
+    PlyRecord* top = PlyStack.data();                  ///< the last move made
+    PlyRecord* game_end = PlyStack.data();  ///< the last game move committed; take-backs leave it
+    CHSBRD start = {};                      ///< the set-up that the game began from
+    bool start_from_host = false;           ///< false after a new game
 
     /// The key of the position k plies before the current one, k >= 1.
     HashKey KeyBefore(int k) const { return top[1 - k].key; }

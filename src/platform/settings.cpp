@@ -8,7 +8,7 @@ SettingsBlock settings_block;
 
 void SetDefaultSettings() {
     SettingsBlock& s = settings_block;
-    s.Level = {};
+    s = {};
     s.Level.depth1 = 5;
     s.Level.depth2 = -13;
     s.TranspFlags = 5;

@@ -34,14 +34,6 @@ std::string Hex(Move move) {
     return text;
 }
 
-std::vector<Move> MovesOf(Link head) {
-    std::vector<Move> moves;
-    for (const MoveEntry* entry = EntryAt(head); entry; entry = NextEntry(*entry)) {
-        moves.push_back(entry->move);
-    }
-    return moves;
-}
-
 CHSBRD Mirrored(const CHSBRD& board) {
     CHSBRD mirrored = board;
     for (unsigned i = 0; i < 64; ++i) {

@@ -25,6 +25,7 @@
 #include "platform/notify.h"
 #include "platform/settings.h"
 #include "platform/tick.h"
+#include "support/board_fixture.h"
 
 namespace torval {
 
@@ -70,9 +71,6 @@ struct SearchRecord {
 
 /// The four bytes of a move in hexadecimal.
 std::string Hex(Move move);
-
-/// The moves of a chain, head first.
-std::vector<Move> MovesOf(Link head);
 
 /// A position with the sides exchanged: ranks turned, colours, rights and turn swapped.
 CHSBRD Mirrored(const CHSBRD& board);

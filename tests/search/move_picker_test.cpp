@@ -328,6 +328,7 @@ TEST_F(MovePickerTest, KeepsLinesAsFarAsTheirRowsReach) {
 }
 
 TEST_F(MovePickerTest, RemembersEightyRootLines) {
+    ClearRootLineStore();
     const auto root_move = [](int i) {
         return Move{SquareAt(i % 64), SquareAt(63 - i / 64), Queen, 0};
     };
