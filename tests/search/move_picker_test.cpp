@@ -332,6 +332,7 @@ TEST_F(MovePickerTest, RemembersEightyRootLines) {
     const auto root_move = [](int i) {
         return Move{SquareAt(i % 64), SquareAt(63 - i / 64), Queen, 0};
     };
+    ClearRootLineStore();
     for (int i = 0; i < kRootLines; ++i) {
         const Line line = Row({i, i, i});
         StoreRootLine(root_move(i), line.data());
