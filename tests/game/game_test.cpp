@@ -12,13 +12,13 @@
 namespace torval {
 namespace {
 
-struct Message {
+struct SentMessage {
     int id;
     int p1;
-    bool operator==(const Message&) const = default;
+    bool operator==(const SentMessage&) const = default;
 };
 
-std::vector<Message> messages;
+std::vector<SentMessage> messages;
 std::vector<W_BOARD> boards;
 std::vector<CLOCKS> clocks;
 
@@ -104,8 +104,8 @@ TEST_F(GameTest, ReportsAnOutcomeOnceAndEndsTheGame) {
         const char* fen;
         int plies;
         const char* moves;
-        Message message;  // id 0: none
-        int marks;        // of the last move's destination
+        SentMessage message;  // id 0: none
+        int marks;            // of the last move's destination
     };
     const Row rows[] = {
         {"black mates", kNewGame, 0, "f3 e5 g4 Qh4", {OutcomeMate, White}, kMate},
@@ -129,7 +129,7 @@ TEST_F(GameTest, ReportsAnOutcomeOnceAndEndsTheGame) {
         const bool goes_on = row.message.id == 0;
         EXPECT_EQ(result.iStatus, row.message.id);
         EXPECT_EQ(result.MOVES[0].to & ~kSquareBits, row.marks);
-        EXPECT_EQ(messages, goes_on ? std::vector<Message>{} : std::vector{row.message});
+        EXPECT_EQ(messages, goes_on ? std::vector<SentMessage>{} : std::vector{row.message});
         EXPECT_EQ(AnyFlag(FlagHostToMove), goes_on);
         EXPECT_EQ(StartGame(), goes_on ? StatusGameRunning : StatusOk);
     }

@@ -5,7 +5,7 @@
 
 namespace torval {
 
-std::vector<Message> sent_messages;
+std::vector<SentMessage> sent_messages;
 std::vector<std::uint16_t> sent_clocks;
 std::uint32_t EngineTest::fake_now = 0;
 std::uint32_t EngineTest::fake_step = 0;

@@ -111,11 +111,11 @@ protected:
 };
 
 /// A notification as a test wants to see it.
-struct Message {
+struct SentMessage {
     int id, p1;
-    bool operator==(const Message&) const = default;
+    bool operator==(const SentMessage&) const = default;
 };
-extern std::vector<Message> sent_messages;
+extern std::vector<SentMessage> sent_messages;
 extern std::vector<std::uint16_t> sent_clocks;
 
 }  // namespace torval

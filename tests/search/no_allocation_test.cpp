@@ -7,6 +7,11 @@
 
 #include "search/engine_test.h"
 
+// Seen inlined, these operators look to the compiler like new matched with free.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+
 namespace {
 
 std::atomic<std::uint64_t> allocations = 0;

@@ -103,7 +103,7 @@ TEST_F(ThinkTest, AnnouncesStalemateAtTheRoot) {
     SetUpPosition("7k/5Q2/8/8/8/8/8/K7 b - - 0 1");
     ASSERT_EQ(StartGame(), StatusOk);
     EXPECT_EQ(SearchTo(4).vlen, 0);
-    EXPECT_EQ(sent_messages, (std::vector<Message>{{MsgStalemate, 0}}));
+    EXPECT_EQ(sent_messages, (std::vector<SentMessage>{{MsgStalemate, 0}}));
     EXPECT_FALSE(AnyFlag(FlagHostToMove | FlagEngineToMove));
 }
 

@@ -159,7 +159,7 @@ struct ChargeCase {
     std::int32_t white, black;
     std::uint32_t ms;
     std::int32_t white_after, black_after;
-    std::vector<Message> messages;
+    std::vector<SentMessage> messages;
     std::vector<std::uint16_t> clocks;
     bool running = true;
 };
