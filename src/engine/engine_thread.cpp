@@ -141,12 +141,13 @@ void StopEngineThread() {
     state.ticket = 0;
     (void)StopComputing(true);
     PostThreadMessage(state.thread.id(), kMessageQuit, 0, 0);
-    for (;;) {
-        const WaitResult waited = state.thread.WaitForEndOrInput(kPatienceMs);
-        if (waited != WaitResult::Input) break;
-        PumpMessages();
+    bool told_to_quit = false;
+    while (state.thread.WaitForEndOrInput(kPatienceMs) == WaitResult::Input) {
+        told_to_quit |= PumpMessages();
     }
     state.thread.Close();
+    // The host's own loop still has to see it.
+    if (told_to_quit) PostThreadMessage(CurrentThread(), kMessageQuit, 0, 0);
 }
 
 HRESULT StopComputing(bool wait) {

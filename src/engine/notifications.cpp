@@ -3,6 +3,7 @@
 #include "board/position.h"
 #include "platform/flags.h"
 #include "platform/notify.h"
+#include "platform/settings.h"
 
 namespace torval {
 
@@ -31,8 +32,9 @@ void OutputMove(const W_BOARD& board) {
     site->OutputMove(&sent);
 }
 
-void OutputNextMove(int depth, int moves_to_go, EVAR move, bool asked_for) {
+void OutputNextMove(int depth, int moves_to_go, EVAR move) {
     const bool own_move = AnyFlag(FlagEngineToMove);
+    const bool asked_for = (ReadSetting(settings_block.BrainFlags) & BrainReportPonderMoves) != 0;
     std::uint32_t bits = EventNextMove;
     if (!own_move && !asked_for) bits |= EventPondering;
     if (IChessEngineSite* const site = SiteFor(bits)) {

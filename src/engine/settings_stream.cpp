@@ -29,7 +29,9 @@ HRESULT ReadAll(IStream* stream, void* bytes, std::size_t count) {
 }
 
 HRESULT WriteAll(IStream* stream, const void* bytes, std::size_t count) {
-    return stream->Write(bytes, static_cast<std::uint32_t>(count), nullptr);
+    std::uint32_t done = 0;
+    const HRESULT result = stream->Write(bytes, static_cast<std::uint32_t>(count), &done);
+    return Failed(result) || done == count ? result : STG_E_WRITEFAULT;
 }
 
 /// The databases' settings at the end of a stream of the newest version.

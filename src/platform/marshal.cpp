@@ -6,9 +6,11 @@
 #include <mutex>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/message_queue.h"
 #include "platform/object.h"
+#include "platform/race_points.h"
 
 namespace torval {
 
@@ -17,8 +19,8 @@ namespace {
 /// A lent site with the apartment it belongs to.
 class Loan : public std::enable_shared_from_this<Loan> {
 public:
-    Loan(IChessEngineSite* site, std::shared_ptr<MessageQueue> queue)
-        : site_(site), queue_(std::move(queue)) {}
+    Loan(SiteTicket ticket, IChessEngineSite* site, std::shared_ptr<MessageQueue> queue)
+        : ticket_(ticket), site_(site), queue_(std::move(queue)) {}
 
     /// Runs `work` with the site on its thread and waits for it.
     HRESULT Call(std::function<HRESULT(IChessEngineSite*)> work);
@@ -30,10 +32,11 @@ public:
     void EndWithApartment();
 
 private:
+    const SiteTicket ticket_;
     std::mutex mutex_;
     Ref<IChessEngineSite> site_;  ///< read and released on the site's thread only
     std::shared_ptr<MessageQueue> queue_;
-    std::shared_ptr<WindowCall> waiting_;
+    std::vector<std::shared_ptr<WindowCall>> waiting_;
     std::shared_ptr<std::function<void()>> end_action_;
     bool ended_ = false;
 };
@@ -47,32 +50,32 @@ HRESULT Loan::Call(std::function<HRESULT(IChessEngineSite*)> work) {
     {
         const std::lock_guard lock(mutex_);
         if (ended_) return RPC_E_DISCONNECTED;
-        waiting_ = call;
+        waiting_.push_back(call);
     }
+    AtRacePoint(RacePoint::CallBeforePost);
     Message message = {.window = kCallWindow, .id = kMessageCall, .call = call};
     if (!queue_->Post(std::move(message))) return RPC_E_DISCONNECTED;
     const HRESULT result = call->Wait();
     const std::lock_guard lock(mutex_);
-    waiting_.reset();
+    std::erase(waiting_, call);
     return result;
 }
 
 void Loan::End() {
-    std::shared_ptr<WindowCall> waiting;
+    std::vector<std::shared_ptr<WindowCall>> waiting;
     {
         const std::lock_guard lock(mutex_);
         ended_ = true;
-        waiting = std::move(waiting_);
+        waiting = std::exchange(waiting_, {});
         end_action_.reset();
     }
-    if (waiting) waiting->Fail(RPC_E_DISCONNECTED);
+    for (const auto& call : waiting) call->Fail(RPC_E_DISCONNECTED);
     site_.Reset();
 }
 
 void Loan::EndWithApartment() {
-    end_action_ = std::make_shared<std::function<void()>>([weak = weak_from_this()] {
-        if (const auto loan = weak.lock()) loan->End();
-    });
+    end_action_ =
+        std::make_shared<std::function<void()>>([ticket = ticket_] { WithdrawSite(ticket); });
     queue_->AtEnd(end_action_);
 }
 
@@ -143,14 +146,14 @@ HRESULT MarshalSite(IChessEngineSite* site, IStream** stream, SiteTicket* ticket
     if (!queue) return CO_E_NOTINITIALIZED;
     Ref<IStream> made;
     if (const HRESULT result = CreateMemoryStream(made.Receive()); Failed(result)) return result;
-    auto loan = std::make_shared<Loan>(site, queue);
-    loan->EndWithApartment();
+    Loans& loans = TheLoans();
     SiteTicket number = 0;
     {
-        Loans& loans = TheLoans();
         const std::lock_guard lock(loans.mutex);
         number = ++loans.last;
-        loans.by_ticket[number] = std::move(loan);
+        const auto loan = std::make_shared<Loan>(number, site, queue);
+        loan->EndWithApartment();
+        loans.by_ticket[number] = loan;
     }
     HRESULT result = made->Write(&number, sizeof number, nullptr);
     if (!Failed(result)) result = made->Seek(0, SeekFrom::Start, nullptr);

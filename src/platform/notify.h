@@ -14,9 +14,8 @@ namespace torval {
 struct NotificationSink {
     /// After a new game, a set-up, a take-back (Mask 1) or a move entered (Mask 3 or 7).
     void (*output_move)(const W_BOARD& board) = nullptr;
-    /// The root search starts a move; moves_to_go counts this one and those after it. asked_for: the
-    /// settings want it while pondering too.
-    void (*output_next_move)(int depth, int moves_to_go, EVAR move, bool asked_for) = nullptr;
+    /// The root search starts a move; moves_to_go counts this one and those after it.
+    void (*output_next_move)(int depth, int moves_to_go, EVAR move) = nullptr;
     /// The clocks changed; Command tells which.
     void (*output_clocks)(const CLOCKS& clocks) = nullptr;
     /// A new best line (iCommand 1 or 2) or the list of alternatives (3).

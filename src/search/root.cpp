@@ -80,8 +80,7 @@ void MoveToFront(MoveList* list, MoveEntry* entry) {
 
 void NotifyNextMove(int depth, int moves_to_go, Move move) {
     if (!notification_sink.output_next_move) return;
-    const bool asked_for = (ReadSetting(settings_block.BrainFlags) & BrainReportPonderMoves) != 0;
-    notification_sink.output_next_move(depth, moves_to_go, move, asked_for);
+    notification_sink.output_next_move(depth, moves_to_go, move);
 }
 
 void ReportBestLine(int depth, int score) {

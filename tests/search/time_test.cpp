@@ -281,7 +281,8 @@ TEST_F(TimeTest, StopsTheSearchWhenItsTimeIsUp) {
         think_controller.budget.TargetTime = row.target;
         think_controller.budget.MaxTime = row.longest;
         think_controller.settled = row.settled;
-        think_controller.line_length = static_cast<std::int16_t>(row.line_length);
+        think_controller.line.vlen = static_cast<std::int16_t>(row.line_length);
+        PublishLine();
         game_clocks.last_tick = fake_now - 200;
         ClockTick();
         EXPECT_EQ(AnyFlag(FlagMoveNow), row.stops) << row.reason;

@@ -1,0 +1,294 @@
+#include <array>
+#include <random>
+#include <thread>
+
+#include "engine/component_fixture.h"
+#include "platform/race_points.h"
+
+namespace torval {
+
+namespace {
+
+TEST_F(ComponentTest, AnswersForEachOfItsInterfacesAndNoOther) {
+    for (const GUID& iid : {IID_IUnknown,
+                            IID_IChessEngine,
+                            IID_IChessEngine2,
+                            IID_IChessBook,
+                            IID_IPersistStreamInit,
+                            IID_ISpecifyPropertyPages}) {
+        Ref<IUnknown> found;
+        EXPECT_EQ(engine->QueryInterface(iid, found.ReceiveVoid()), S_OK);
+        Ref<IUnknown> identity;
+        EXPECT_EQ(found->QueryInterface(IID_IUnknown, identity.ReceiveVoid()), S_OK);
+        EXPECT_EQ(identity.Get(), static_cast<IUnknown*>(engine.Get()));
+    }
+    Ref<IUnknown> none;
+    EXPECT_EQ(engine->QueryInterface(IID_IStream, none.ReceiveVoid()), E_NOINTERFACE);
+}
+
+TEST_F(ComponentTest, PlaysAndTellsTheHostInOrder) {
+    EXPECT_EQ(Play("e4"), S_OK);
+    EXPECT_EQ(engine->StartComputerMove(0), S_OK);
+    EXPECT_EQ(engine->IsThinking(), S_OK);
+    PumpUntil([this] { return !site->finals.empty(); });
+    EXPECT_EQ(engine->IsThinking(), S_FALSE);
+    ASSERT_EQ(site->finals.size(), 1U);
+    EXPECT_GE(site->finals[0].vlen, 1);
+    EXPECT_EQ(site->notes[0], "clocks 3");
+    EXPECT_EQ(site->notes[1], "move 3 ply 1");
+    EXPECT_EQ(site->notes.back(), "line 4");
+    EXPECT_GT(site->Count("next"), 0);
+    EXPECT_GT(site->Count("line 1"), 0);
+    site->notes.clear();
+    EXPECT_EQ(engine->MoveBack(0), S_OK);
+    EXPECT_EQ(site->notes, (std::vector<std::string>{"move 1 ply 0", "clocks 3"}));
+}
+
+TEST_F(ComponentTest, SendsOnlyTheFinalResultWithoutAMask) {
+    engine->put_EventMask(0);
+    engine->StartComputerMove(0);
+    PumpUntil([this] { return !site->finals.empty(); });
+    EXPECT_EQ(site->notes, std::vector<std::string>{"line 4"});
+}
+
+TEST_F(ComponentTest, SendsPonderLinesOnlyWhenTheyAreAskedFor) {
+    for (const bool asked : {false, true}) {
+        site->notes.clear();
+        engine->put_EventMask(EventMainVar | (asked ? EventPondering : 0U));
+        PutLevel(0, 4);
+        ASSERT_EQ(engine->StartPondering(0), S_OK);
+        EXPECT_EQ(engine->StartPondering(0), S_FALSE) << "while one runs";
+        EXPECT_EQ(engine->MoveNow(), 14);
+        B_STATS stats{};
+        PumpUntil([&] {
+            engine->GetProgress(&stats, nullptr);
+            return stats.analize_cnt > 2000;
+        });
+        EXPECT_EQ(engine->StopComputing(true), S_OK);
+        EXPECT_EQ(site->Count("line 2") > 0, asked);
+        EXPECT_TRUE(site->finals.empty());
+    }
+}
+
+TEST_F(ComponentTest, RefusesWhatWouldDisturbItsOwnMove) {
+    PutLevel(6, 0);
+    engine->StartComputerMove(0);
+    PumpUntil([this] { return engine->IsCptrmv() == S_OK; });
+    CHSBRD before;
+    engine->get_Position(&before);
+    LEVEL level;
+    CLOCKS clocks{};
+    EVAR move;
+    engine->get_LEVEL(&level);
+    W_BOOKMOVES book;
+    EXPECT_EQ(Play("e4"), 6);
+    EXPECT_EQ(engine->put_Position(&before), 6);
+    EXPECT_EQ(engine->MoveBack(1), 6);
+    EXPECT_EQ(engine->put_LEVEL(&level), 6);
+    EXPECT_EQ(engine->put_CLOCKS(&clocks), 6);
+    EXPECT_EQ(engine->StartComputerMove(0), 6);
+    EXPECT_EQ(engine->StartPondering(1), 6);
+    EXPECT_EQ(engine->GetHint(&move), 6);
+    EXPECT_EQ(engine->DoNextBestMove(&move), 6);
+    EXPECT_EQ(engine->AddBookMoves(0, 1, 0, 0), 6);
+    EXPECT_EQ(engine->GetBookMoves(&book), S_OK);
+    EXPECT_EQ(book.iStatus, 6);
+    EXPECT_EQ(engine->StartGame(), 13);
+    EXPECT_EQ(engine->StopComputing(true), S_OK);
+    PumpUntil([this] { return !site->finals.empty(); });
+    EXPECT_EQ(site->finals[0].vlen, 0) << "stopped without a result";
+    EXPECT_EQ(engine->IsCptrmv(), S_FALSE);
+}
+
+TEST_F(ComponentTest, GivesItsBestMoveNow) {
+    PutLevel(6, 0);
+    engine->StartComputerMove(0);
+    PumpUntil([this] {
+        if (site->Count("line 1") > 0) engine->MoveNow();
+        return !site->finals.empty();
+    });
+    EXPECT_GE(site->finals[0].vlen, 1);
+}
+
+TEST_F(ComponentTest, LeavesOutTheMovesOfASkipList) {
+    CHSBRD corner{};
+    corner.board[0] = 22;   // white king a1
+    corner.board[63] = 14;  // black king h8
+    corner.castle = 0x77;
+    ASSERT_EQ(engine->put_Position(&corner), S_OK);
+    const std::array<EVAR, 2> skip = {EVAR{0x00, 0x01, 6, 0}, EVAR{0x00, 0x10, 6, 0}};
+    engine->StartComputerMove2(2, skip.data());
+    PumpUntil([this] { return !site->finals.empty(); });
+    EXPECT_EQ(site->finals[0].bstvar[0].to, 0x11);
+}
+
+/// Plays the fool's mate and asks the mated side to move.
+TEST_F(ComponentTest, EndsAGameByMate) {
+    for (const char* move : {"f3", "e5", "g4", "Qh4"}) EXPECT_EQ(Play(move), S_OK);
+    EXPECT_EQ(site->Count("message 6 0"), 1);
+    EXPECT_EQ(engine->StartGame(), S_OK) << "no game runs any more";
+    engine->StartComputerMove(0);
+    PumpUntil([this] { return !site->finals.empty(); });
+    EXPECT_EQ(site->finals[0].vlen, 0);
+    EXPECT_EQ(site->Count("message 7"), 0) << "mate is no stalemate";
+}
+
+TEST_F(ComponentTest, LetsACallbackStopTheEngine) {
+    PutLevel(6, 0);
+    site->on_note = [this](const std::string& note) {
+        if (note == "next") engine->Stop();
+    };
+    engine->StartComputerMove(0);
+    PumpUntil([this] { return EngineFlags == FlagHostToMove; });
+    EXPECT_TRUE(site->finals.empty()) << "the site was withdrawn before the result";
+    site->on_note = nullptr;
+}
+
+TEST_F(ComponentTest, EndsAThreadWhoseHostNeverDispatches) {
+    PutLevel(6, 0);
+    engine->StartComputerMove(0);
+    // No message is dispatched: the engine waits in its first callback until Stop withdraws the site.
+    EXPECT_EQ(engine->Stop(), S_OK);
+    EXPECT_FALSE(AnyFlag(FlagBusy));
+    EXPECT_EQ(engine->Stop(), S_OK) << "a second time there is no thread";
+}
+
+/// Bad orders of two threads, forced by holding one up.
+struct Race {
+    const char* name;
+    RacePoint point;
+    bool pondering;
+};
+
+class RaceTest : public ComponentTest, public testing::WithParamInterface<Race> {
+protected:
+    ~RaceTest() override { race_hook = nullptr; }
+};
+
+std::atomic<RacePoint> held_point;
+std::atomic<int> times_held;
+
+TEST_P(RaceTest, LeavesNoStopBehindAndLosesNoResult) {
+    held_point = GetParam().point;
+    times_held = 0;
+    // A stop arrives exactly at the point, on whichever thread passes it.
+    race_hook = [](RacePoint point) {
+        if (point != held_point) return;
+        ++times_held;
+        SetFlagWhile(FlagAbort, FlagBusy);
+    };
+    const HRESULT started =
+        GetParam().pondering ? engine->StartPondering(0) : engine->StartComputerMove(0);
+    EXPECT_EQ(started, S_OK);
+    PumpUntil([] { return times_held > 0; });
+    EXPECT_EQ(engine->StopComputing(true), S_OK);
+    if (!GetParam().pondering) {
+        PumpUntil([this] { return site->finals.size() == 1; });
+    }
+    race_hook = nullptr;
+    EXPECT_FALSE(AnyFlag(FlagAbort | FlagMoveNow)) << "a stop was left over";
+    site->finals.clear();
+    engine->StartComputerMove(0);
+    PumpUntil([this] { return site->finals.size() == 1; });
+    EXPECT_GE(site->finals[0].vlen, 1) << "the next computation was stopped";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Component,
+    RaceTest,
+    testing::Values(Race{"StopBeforeStartArrives", RacePoint::BusyBeforePost, false},
+                    Race{"StopAfterTheLastPoll", RacePoint::SearchEnded, false},
+                    Race{"StopWhenTheResultIsOnItsWay", RacePoint::BusyCleared, false},
+                    Race{"StopBeforePonderingArrives", RacePoint::BusyBeforePost, true},
+                    Race{"StopInACallback", RacePoint::CallBeforePost, false}),
+    [](const auto& test) { return test.param.name; });
+
+/// Random commands against what the flags must say after each.
+TEST_F(ComponentTest, KeepsItsStateUnderRandomCommands) {
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+    constexpr int kCommands = 150;
+#else
+    constexpr int kCommands = 600;
+#endif
+    std::mt19937 random(20261122);
+    std::size_t started = 0;
+    PutLevel(6, 0);
+    for (int i = 0; i < kCommands; ++i) {
+        const bool own_move = engine->IsCptrmv() == S_OK;
+        const bool thinking = engine->IsThinking() == S_OK;
+        switch (random() % 9) {
+            case 0: {
+                const HRESULT result = engine->StartComputerMove(0);
+                // The flag of the own move is set by the engine thread, a moment after the busy one.
+                if (own_move) {
+                    EXPECT_EQ(result, 6);
+                }
+                if (result == S_OK) ++started;
+                break;
+            }
+            case 1: {
+                const HRESULT result = engine->StartPondering(0);
+                EXPECT_TRUE(result == S_OK || thinking || own_move);
+                break;
+            }
+            case 2:
+                EXPECT_EQ(engine->StopComputing(true), S_OK);
+                EXPECT_EQ(engine->IsThinking(), S_FALSE);
+                EXPECT_EQ(engine->IsCptrmv(), S_FALSE);
+                break;
+            case 3: engine->StopComputing(false); break;
+            case 4: engine->MoveNow(); break;
+            case 5: {
+                const HRESULT result = engine->MoveBack(1);
+                EXPECT_TRUE(result == S_OK || result == 11 || result == 6) << result;
+                break;
+            }
+            case 6:
+                EXPECT_EQ(engine->NewGame(), S_OK);
+                EXPECT_EQ(engine->IsThinking(), S_FALSE);
+                break;
+            case 7: {
+                const HRESULT result = Play(random() % 2 ? "e4" : "Nf3");
+                EXPECT_TRUE(result == S_OK || result == 6 || result == 8) << result;
+                break;
+            }
+            default: {
+                CHSBRD board;
+                CLOCKS clocks;
+                EVAR move;
+                std::uint16_t completion = 0;
+                B_STATS stats;
+                EXPECT_EQ(engine->get_Position(&board), S_OK);
+                EXPECT_EQ(engine->get_CLOCKS(&clocks), S_OK);
+                EXPECT_EQ(engine->GetProgress(&stats, &completion), S_OK);
+                engine->GetHint(&move);
+                break;
+            }
+        }
+        PumpMessages();
+    }
+    EXPECT_EQ(engine->StopComputing(true), S_OK);
+    PumpUntil([&] { return site->finals.size() == started; });
+    EXPECT_FALSE(AnyFlag(FlagBusy | FlagAbort | FlagMoveNow | FlagEngineToMove));
+}
+
+TEST_F(ComponentTest, LeavesNothingBehindAfterManyRounds) {
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+    constexpr int kRounds = 5;
+#else
+    constexpr int kRounds = 40;
+#endif
+    const int objects = live_objects;
+    for (int i = 0; i < kRounds; ++i) {
+        PutLevel(6, 0);
+        engine->StartComputerMove(0);
+        if (i % 2) PumpUntil([this] { return site->Count("next") > 0; });
+        Destroy();
+        Create();
+    }
+    EXPECT_EQ(live_objects, objects);
+}
+
+}  // namespace
+
+}  // namespace torval
