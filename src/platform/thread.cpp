@@ -55,7 +55,7 @@ bool Thread::Create(std::function<void()> procedure) {
     Close();
     auto shared = std::make_shared<Shared>();
     try {
-        std::thread([shared, run = std::move(procedure)] {
+        std::thread([shared, run = std::move(procedure)]() mutable {
             EnterApartment();
             {
                 const std::lock_guard lock(shared->mutex);
@@ -64,6 +64,8 @@ bool Thread::Create(std::function<void()> procedure) {
             }
             shared->changed.notify_all();
             run();
+            // What the procedure holds ends with the thread, not after it.
+            run = nullptr;
             LeaveApartment();
             std::shared_ptr<MessageQueue> waiter;
             {

@@ -53,17 +53,15 @@ TEST_F(ComponentTest, SendsOnlyTheFinalResultWithoutAMask) {
 
 TEST_F(ComponentTest, SendsPonderLinesOnlyWhenTheyAreAskedFor) {
     for (const bool asked : {false, true}) {
+        engine->NewGame();
         site->notes.clear();
         engine->put_EventMask(EventMainVar | (asked ? EventPondering : 0U));
         PutLevel(0, 4);
         ASSERT_EQ(engine->StartPondering(0), S_OK);
         EXPECT_EQ(engine->StartPondering(0), S_FALSE) << "while one runs";
         EXPECT_EQ(engine->MoveNow(), 14);
-        B_STATS stats{};
-        PumpUntil([&] {
-            engine->GetProgress(&stats, nullptr);
-            return stats.analize_cnt > 2000;
-        });
+        EVAR expected;
+        PumpUntil([&] { return engine->GetHint(&expected) == S_OK; });
         EXPECT_EQ(engine->StopComputing(true), S_OK);
         EXPECT_EQ(site->Count("line 2") > 0, asked);
         EXPECT_TRUE(site->finals.empty());
@@ -215,7 +213,6 @@ TEST_F(ComponentTest, KeepsItsStateUnderRandomCommands) {
     PutLevel(6, 0);
     for (int i = 0; i < kCommands; ++i) {
         const bool own_move = engine->IsCptrmv() == S_OK;
-        const bool thinking = engine->IsThinking() == S_OK;
         switch (random() % 9) {
             case 0: {
                 const HRESULT result = engine->StartComputerMove(0);
@@ -228,7 +225,8 @@ TEST_F(ComponentTest, KeepsItsStateUnderRandomCommands) {
             }
             case 1: {
                 const HRESULT result = engine->StartPondering(0);
-                EXPECT_TRUE(result == S_OK || thinking || own_move);
+                // Just behind a final result the thread may still be on its way back.
+                EXPECT_TRUE(result == S_OK || result == S_FALSE || (result == 6 && own_move));
                 break;
             }
             case 2:
