@@ -20,6 +20,15 @@ std::string Describe(const std::string& what, HRESULT result) {
     return "the engine does not " + what + " (code " + code.data() + ")";
 }
 
+constexpr const char* kProgramId = "TORVAL.Engine";
+
+void LoadInto(IUnknown* engine, const SettingsImage& settings) {
+    Ref<IPersistStreamInit> persist;
+    HRESULT result = engine->QueryInterface(IID_IPersistStreamInit, persist.ReceiveVoid());
+    if (Succeeded(result)) result = persist->Load(settings.Stream().Get());
+    if (Failed(result)) throw SessionError("take its settings", result);
+}
+
 }  // namespace
 
 SessionError::SessionError(const std::string& what, HRESULT result)
@@ -82,7 +91,7 @@ Session::Session(SiteHandlers handlers) {
     *site_.Receive() = new Site(std::move(handlers));
     HRESULT result = EnterApartment();
     if (Failed(result)) throw SessionError("give this thread an apartment", result);
-    result = CreateInstance("TORVAL.Engine", IID_IChessEngine2, engine_.ReceiveVoid());
+    result = CreateInstance(kProgramId, IID_IChessEngine2, engine_.ReceiveVoid());
     if (Succeeded(result)) return;
     LeaveApartment();
     throw SessionError("come into being", result);
@@ -94,11 +103,14 @@ Session::~Session() {
     LeaveApartment();
 }
 
-void Session::Load(const SettingsImage& settings) {
-    Ref<IPersistStreamInit> persist;
-    HRESULT result = engine_->QueryInterface(IID_IPersistStreamInit, persist.ReceiveVoid());
-    if (Succeeded(result)) result = persist->Load(settings.Stream().Get());
-    if (Failed(result)) throw SessionError("take its settings", result);
+void Session::Load(const SettingsImage& settings) { LoadInto(engine_.Get(), settings); }
+
+void Session::Reload(const SettingsImage& settings) {
+    // Settings are the engine's, not the object's, and an object loads them once.
+    Ref<IUnknown> scratch;
+    const HRESULT result = CreateInstance(kProgramId, IID_IUnknown, scratch.ReceiveVoid());
+    if (Failed(result)) throw SessionError("take new settings", result);
+    LoadInto(scratch.Get(), settings);
 }
 
 void Session::Start(std::uint32_t event_mask) {

@@ -37,6 +37,10 @@ public:
     /// Gives the engine its settings. Once, before Start.
     void Load(const SettingsImage& settings);
 
+    /// Loads settings again while the engine is started and computes nothing. What the engine fixes
+    /// when it first starts, the size of its table, has to be what it is.
+    void Reload(const SettingsImage& settings);
+
     /// Starts the engine's thread with this session as its site. event_mask: EventMaskBit.
     void Start(std::uint32_t event_mask);
     bool started() const { return started_; }
