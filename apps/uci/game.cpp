@@ -35,8 +35,6 @@ CHSBRD ProtocolGame::Board() const {
     return board;
 }
 
-int ProtocolGame::SideToMove() const { return Board().color & 1; }
-
 void ProtocolGame::Renew() {
     engine_->NewGame();
     fen_ = kStartFen;

@@ -27,9 +27,8 @@ public:
     /// be set up changes nothing; a move that cannot be played ends the list.
     std::string Set(const std::string& fen, const std::vector<std::string>& moves);
 
-    /// 0 White, 1 Black.
-    int SideToMove() const;
-    CHSBRD Board() const;
+    /// Whether the engine's position is one that was set here.
+    bool IsSet() const { return fen_.has_value(); }
 
 private:
     struct Played {
@@ -38,6 +37,7 @@ private:
         bool double_step;
     };
 
+    CHSBRD Board() const;
     std::string SetUp(const std::string& fen);
     std::string Play(const std::string& text);
     bool TakeBack(std::size_t count);

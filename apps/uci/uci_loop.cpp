@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <string>
+#include <vector>
 
 #include "apps/fen.h"
 #include "apps/host/session.h"
@@ -63,7 +64,8 @@ private:
     Session session_;
     ProtocolGame game_;
     ProtocolOptions options_;
-    bool has_position_ = false;
+    std::string fen_ = kStartFen;     ///< as the last `position` had it
+    std::vector<std::string> moves_;  ///< likewise
     bool debug_ = false;
     bool quit_ = false;
 };
@@ -114,7 +116,8 @@ void UciLoop::Handle(const Command& command) {
             FinishSearch();
             Start();
             game_.Renew();
-            has_position_ = false;
+            fen_ = kStartFen;
+            moves_.clear();
             break;
         case CommandKind::Position:
             if (command.fen) SetPosition(*command.fen, command.moves);
@@ -136,30 +139,35 @@ void UciLoop::Start() {
 
 void UciLoop::FinishSearch() {
     computation_.Stop();
-    while (computation_.running() && !writer_.closed()) session_.Wait(-1, computation_.Step());
+    for (;;) {
+        const int sleep_ms = computation_.Step();
+        if (!computation_.running() || writer_.closed()) return;
+        session_.Wait(-1, sleep_ms);
+    }
 }
 
 void UciLoop::SetOption(const Command& command) {
     Remark(options_.Set(command.name, command.value));
     if (!ProtocolOptions::IsClearHash(command.name) || !session_.started()) return;
-    // A new game clears the table; the position is set up again when it is next asked for.
+    // A new game clears the table.
     FinishSearch();
     game_.Renew();
-    has_position_ = false;
+    Remark(game_.Set(fen_, moves_));
 }
 
 void UciLoop::SetPosition(const std::string& fen, const std::vector<std::string>& moves) {
     FinishSearch();
     Start();
-    Remark(game_.Set(fen, moves));
-    has_position_ = true;
+    fen_ = fen;
+    moves_ = moves;
+    Remark(game_.Set(fen_, moves_));
 }
 
 void UciLoop::Go(const GoLimits& limits) {
     const auto asked = Computation::Clock::now();
     FinishSearch();
     Start();
-    if (!has_position_) SetPosition(kStartFen, {});
+    if (!game_.IsSet()) SetPosition(kStartFen, {});
     if (options_.TakeChanges()) session_.Reload(options_.image());
     computation_.Begin(
         session_.engine(), limits, options_.image().Level(), options_.overhead_ms(), asked);
