@@ -179,6 +179,8 @@ TEST_F(Uci, PondersUntilTheMoveIsPlayed) {
     dialogue.Send("stop");
     EXPECT_THAT(dialogue.Until("bestmove"), MatchesRegex(kMove));
     // A search that is over before the move is played keeps its answer until then.
+    // In a new game: what is known of an old one may be deeper already, and gets no line.
+    dialogue.Send("ucinewgame");
     dialogue.Send("go ponder depth 1");
     (void)dialogue.Until("info depth 1 ");
     dialogue.Forget();

@@ -14,7 +14,7 @@ namespace torval {
 namespace {
 
 /// Far longer than any step of a test; only a fault gets here.
-constexpr int kPatienceMs = 120000;
+constexpr int kPatienceMs = 60000;
 
 void CloseOnce(int* descriptor) {
     if (*descriptor >= 0) close(*descriptor);
