@@ -153,8 +153,10 @@ void StopEngineThread() {
 HRESULT StopComputing(bool wait) {
     constexpr std::uint32_t kHeadStartMs = 10;
     EngineThreadState& state = State();
-    if (!SetFlagWhile(FlagAbort, FlagBusy) && AnyFlag(FlagEngineToMove)) {
-        SetGameBits(FlagHostToMove);
+    if (!SetFlagWhile(FlagAbort, FlagBusy)) {
+        if (AnyFlag(FlagEngineToMove)) SetGameBits(FlagHostToMove);
+        // Nobody has a request to see: entering a long game must not take 10 ms a move.
+        return S_OK;
     }
     state.thread.SetPriority(Priority::Highest);
     SleepMs(kHeadStartMs);

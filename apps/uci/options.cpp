@@ -1,0 +1,173 @@
+#include "apps/uci/options.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "apps/text.h"
+#include "apps/uci/command.h"
+
+namespace torval {
+
+namespace {
+
+enum class Kind {
+    Number,        ///< a setting
+    Check,         ///< a bit of a setting
+    Button,        ///< Clear Hash
+    Hash,          ///< the table's size in megabytes
+    Ponder,        ///< told to the user interface only: it decides
+    Overhead,      ///< the host's own
+    CaptureDepth,  ///< how far below the horizon captures are searched; 0: to their end
+};
+
+struct Option {
+    std::string_view name;
+    Kind kind;
+    std::int64_t least;
+    std::int64_t most;
+    NumberSetting setting = {};
+    std::uint32_t bit = 0;
+};
+
+constexpr std::uint32_t kKilobytes = 1024;
+constexpr std::uint32_t kDefaultHash = 16;
+constexpr std::int64_t kDefaultOverheadMs = 30;
+
+// 160 MB: the largest table there is. A null move has to shorten the search, so by 1 at least.
+constexpr std::array kOptions = {
+    Option{"Hash", Kind::Hash, 1, 160},
+    Option{"Clear Hash", Kind::Button, 0, 0},
+    Option{"Use Hash Table", Kind::Check, 0, 1, settings::kTranspFlags, settings::kTableInUse},
+    Option{"Ponder", Kind::Ponder, 0, 1},
+    Option{"Move Overhead", Kind::Overhead, 0, 5000},
+    Option{"Low Priority", Kind::Check, 0, 1, settings::kBrainFlags, settings::kLowPriority},
+    Option{"Capture Search Depth", Kind::CaptureDepth, 0, 30},
+    Option{"Null Move Reduction", Kind::Number, 1, 10, settings::kNullMoveReduction},
+    Option{"Check Extension Ply", Kind::Number, 0, 60, settings::kCheckExtensionPly},
+    Option{"Quiescence Check Plies", Kind::Number, 0, 20, settings::kQuiescenceCheckPlies},
+    Option{"Pawn Push Depth", Kind::Number, 0, 30, settings::kPawnPushDepth},
+    Option{"Root Switch Margin", Kind::Number, 0, 1000, settings::kRootSwitchMargin},
+    Option{"Root Switch Depth", Kind::Number, 0, 30, settings::kRootSwitchDepth},
+    Option{"Threat Margin", Kind::Number, 0, 9999, settings::kThreadMargin},
+    Option{"Late Threat Margin", Kind::Number, 0, 9999, settings::kLateThreadMargin},
+    Option{"Late Margin Time", Kind::Number, 0, 10000, settings::kLateMarginMs},
+};
+
+char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool SameName(std::string_view one, std::string_view other) {
+    return std::ranges::equal(one, other, {}, Lower, Lower);
+}
+
+constexpr const char* TruthText(bool truth) { return truth ? "true" : "false"; }
+
+std::int64_t CaptureDepth(const SettingsImage& image) {
+    return -std::int64_t{image.Level().depth2};
+}
+
+}  // namespace
+
+ProtocolOptions::ProtocolOptions(SettingsImage defaults)
+    : image_(std::move(defaults)), overhead_ms_(kDefaultOverheadMs) {
+    image_.Set(settings::kTranspKB, kDefaultHash * kKilobytes);
+}
+
+bool ProtocolOptions::IsClearHash(std::string_view name) { return SameName(name, "Clear Hash"); }
+
+void ProtocolOptions::Describe(LineWriter* out) const {
+    for (const Option& option : kOptions) {
+        const std::string head = "option name " + std::string(option.name) + " type ";
+        const auto spin = [&](std::int64_t value) {
+            out->Write(head + "spin default " + std::to_string(value) + " min " +
+                       std::to_string(option.least) + " max " + std::to_string(option.most));
+        };
+        const auto check = [&](bool value) {
+            out->Write(head + "check default " + TruthText(value));
+        };
+        switch (option.kind) {
+            case Kind::Number: spin(image_.Get(option.setting)); break;
+            case Kind::Check: check((image_.Get(option.setting) & option.bit) != 0); break;
+            case Kind::Button: out->Write(head + "button"); break;
+            case Kind::Hash: spin(kDefaultHash); break;
+            case Kind::Ponder: check(false); break;
+            case Kind::Overhead: spin(overhead_ms_); break;
+            case Kind::CaptureDepth: spin(CaptureDepth(image_)); break;
+        }
+    }
+}
+
+std::string ProtocolOptions::Set(std::string_view name, const std::string& value) {
+    for (std::size_t i = 0; i < kOptions.size(); ++i) {
+        if (!SameName(kOptions[i].name, name)) continue;
+        switch (kOptions[i].kind) {
+            case Kind::Button: return {};
+            case Kind::Check:
+            case Kind::Ponder: return SetCheck(i, value);
+            default: return SetNumber(i, value);
+        }
+    }
+    return "there is no option " + Quote(name);
+}
+
+std::string ProtocolOptions::SetCheck(std::size_t index, const std::string& value) {
+    const Option& option = kOptions[index];
+    const bool on = SameName(value, "true");
+    if (!on && !SameName(value, "false")) {
+        return std::string(option.name) + " is either true or false, not " + Quote(value);
+    }
+    if (option.kind == Kind::Ponder) return {};
+    if (option.bit == settings::kTableInUse &&
+        option.setting.offset == settings::kTranspFlags.offset && on && !table_exists_) {
+        return "there is no hash table to use";
+    }
+    const std::uint32_t others = image_.Get(option.setting) & ~option.bit;
+    image_.Set(option.setting, others | (on ? option.bit : 0));
+    changed_ = true;
+    return {};
+}
+
+std::string ProtocolOptions::SetNumber(std::size_t index, const std::string& value) {
+    const Option& option = kOptions[index];
+    const std::optional<std::int64_t> asked = ParseNumber(value);
+    if (!asked) return std::string(option.name) + " is a number, not " + Quote(value);
+    const std::int64_t number = std::clamp(*asked, option.least, option.most);
+    std::string remark;
+    if (number != *asked) {
+        remark = std::string(option.name) + " lies between " + std::to_string(option.least) +
+                 " and " + std::to_string(option.most) + "; it is now " + std::to_string(number);
+    }
+    if (option.kind == Kind::Overhead) {
+        overhead_ms_ = number;
+    } else if (option.kind == Kind::Hash) {
+        if (fixed_) return SetHash(static_cast<std::uint32_t>(number));
+        image_.Set(settings::kTranspKB, static_cast<std::uint32_t>(number) * kKilobytes);
+    } else if (option.kind == Kind::CaptureDepth) {
+        LEVEL level = image_.Level();
+        level.depth2 = static_cast<std::int16_t>(-number);
+        image_.SetLevel(level);
+    } else {
+        image_.Set(option.setting, static_cast<std::uint32_t>(number));
+        changed_ = true;
+    }
+    return remark;
+}
+
+std::string ProtocolOptions::SetHash(std::uint32_t megabytes) {
+    const std::uint32_t kilobytes = image_.Get(settings::kTranspKB);
+    return "Hash stays at " + std::to_string(kilobytes) + " KB: " + std::to_string(megabytes) +
+           " MB would have to be set before the first isready, ucinewgame, position or go";
+}
+
+void ProtocolOptions::Fix(const SettingsImage& in_use) {
+    fixed_ = true;
+    changed_ = false;
+    image_.Set(settings::kTranspKB, in_use.Get(settings::kTranspKB));
+    image_.Set(settings::kTranspFlags, in_use.Get(settings::kTranspFlags));
+    const bool wanted_none = image_.Get(settings::kTranspKB) == 0;
+    table_exists_ = !wanted_none;
+}
+
+bool ProtocolOptions::TakeChanges() { return std::exchange(changed_, false); }
+
+}  // namespace torval

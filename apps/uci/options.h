@@ -1,0 +1,52 @@
+// The options of the protocol, gathered into one image of the engine's settings.
+//
+// Shape    most options stand for one setting; some are the host's own.
+// Thread   the session's.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "apps/host/settings_image.h"
+#include "apps/uci/line_io.h"
+
+namespace torval {
+
+class ProtocolOptions {
+public:
+    explicit ProtocolOptions(SettingsImage defaults);
+
+    /// One `option` line for each.
+    void Describe(LineWriter* out) const;
+
+    /// Takes a value; names are matched whatever their case. A number out of range becomes the
+    /// nearest in it. Answers what has to be said about it, or an empty text. A pressed button is
+    /// left to the caller.
+    std::string Set(std::string_view name, const std::string& value);
+
+    /// The engine has started with these settings; `in_use` is what it made of them. The table's
+    /// size stays as it is from now on.
+    void Fix(const SettingsImage& in_use);
+
+    static bool IsClearHash(std::string_view name);
+
+    const SettingsImage& image() const { return image_; }
+    std::int64_t overhead_ms() const { return overhead_ms_; }
+
+    /// Whether settings have changed since they were last loaded, which this takes them to be now.
+    bool TakeChanges();
+
+private:
+    std::string SetNumber(std::size_t index, const std::string& value);
+    std::string SetCheck(std::size_t index, const std::string& value);
+    std::string SetHash(std::uint32_t megabytes);
+
+    SettingsImage image_;
+    std::int64_t overhead_ms_;
+    bool fixed_ = false;
+    bool table_exists_ = true;
+    bool changed_ = false;
+};
+
+}  // namespace torval
