@@ -2,7 +2,9 @@
 
 #include <cstring>
 
+#include "engine/book_page.h"
 #include "engine/chess_engine.h"
+#include "engine/engine_page.h"
 #include "platform/object.h"
 
 namespace torval {
@@ -18,6 +20,8 @@ constexpr ClassRegistration kClasses[] = {
      "Quorvale standard Chess Engine",
      kApartment,
      &CATID_ChessEngine},
+    {CLSID_EngineSettings, nullptr, nullptr, "General settings page", kApartment, nullptr},
+    {CLSID_BookSettings, nullptr, nullptr, "Opening book settings page", kApartment, nullptr},
 };
 
 /// A new object, asked for an interface; it ends again when it has none of that kind.
@@ -32,6 +36,8 @@ HRESULT Make(const GUID& iid, void** object) {
 
 HRESULT MakeOfClass(const GUID& class_id, const GUID& iid, void** object) {
     if (class_id == CLSID_CChessEngine) return Make<CChessEngine>(iid, object);
+    if (class_id == CLSID_EngineSettings) return Make<EnginePage>(iid, object);
+    if (class_id == CLSID_BookSettings) return Make<BookPage>(iid, object);
     return REGDB_E_CLASSNOTREG;
 }
 

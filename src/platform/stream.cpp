@@ -12,8 +12,10 @@ namespace torval {
 namespace {
 
 HRESULT NewPosition(std::int64_t distance, std::uint64_t base, std::uint64_t* position) {
-    const auto target = static_cast<std::int64_t>(base) + distance;
-    if (target < 0) return STG_E_INVALIDFUNCTION;
+    std::int64_t target = 0;
+    if (__builtin_add_overflow(static_cast<std::int64_t>(base), distance, &target) || target < 0) {
+        return STG_E_INVALIDFUNCTION;
+    }
     *position = static_cast<std::uint64_t>(target);
     return S_OK;
 }
@@ -40,12 +42,13 @@ public:
     HRESULT Write(const void* bytes, std::uint32_t count, std::uint32_t* done) override {
         if (!bytes && count != 0) return E_POINTER;
         if (done) *done = 0;
+        if (count == 0) return S_OK;
         try {
             if (position_ + count > bytes_.size()) bytes_.resize(position_ + count);
         } catch (const std::exception&) {
             return STG_E_MEDIUMFULL;
         }
-        if (count != 0) std::memcpy(bytes_.data() + position_, bytes, count);
+        std::memcpy(bytes_.data() + position_, bytes, count);
         position_ += count;
         if (done) *done = count;
         return S_OK;
