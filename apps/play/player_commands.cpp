@@ -11,6 +11,7 @@ namespace torval {
 namespace {
 
 constexpr std::size_t kLineWidth = 79;
+constexpr std::size_t kUsageWidth = 24;
 constexpr int kMostBack = 400;
 
 bool ReadNumber(std::string_view word, int most, int* number) {
@@ -48,11 +49,7 @@ bool ReadSwitch(std::span<const std::string_view> words, bool* value) {
 
 const std::vector<Player::Command>& Player::Commands() {
     static const std::vector<Command> commands = {
-        {"go",
-         "go",
-         "the engine makes the move, and from then on plays that side",
-         "",
-         &Player::Go},
+        {"go", "go", "the engine makes the next move", "", &Player::Go},
         {"now", "now", "the engine stops thinking and moves at once", "", &Player::Now},
         {"stop", "stop", "end thinking or analysing without a move", "", &Player::Stop},
         {"back",
@@ -134,6 +131,8 @@ Reply Player::Execute(std::string_view line) {
 
 Reply Player::EnterMove(std::string_view text) {
     if (IsOver()) return Refuse("the game is over: 'new', 'back' or 'fen' go on from here");
+    // The engine itself refuses only once its thread has taken the command up.
+    if (thinking_) return Refuse(6);
     const CHSBRD before = Position();
     MOVES made;
     const HRESULT result = engine_->DoMove(std::string(text).c_str(), &made);
@@ -180,6 +179,7 @@ Reply Player::Fen(Words words) {
 Reply Player::Go(Words words) {
     if (!words.empty()) return Refuse("usage: go");
     if (IsOver()) return Refuse("the game is over: 'new', 'back' or 'fen' go on from here");
+    if (thinking_) return Refuse(6);
     const HRESULT result = Think();
     return result == S_OK ? Done() : Refuse(result);
 }
@@ -223,6 +223,7 @@ Reply Player::Analyse(Words words) {
 
 Reply Player::Hint(Words words) {
     if (!words.empty()) return Refuse("usage: hint");
+    if (thinking_) return Refuse(6);
     EVAR move{};
     const HRESULT result = engine_->GetHint(&move);
     if (result == S_FALSE) return Refuse("the engine has no hint here; 'analyse' finds one");
@@ -232,6 +233,7 @@ Reply Player::Hint(Words words) {
 
 Reply Player::Next(Words words) {
     if (!words.empty()) return Refuse("usage: next");
+    if (thinking_) return Refuse(6);
     if (plies_.empty()) return Refuse(20);
     EVAR move{};
     const std::string over = std::exchange(over_, {});
@@ -313,6 +315,7 @@ Reply Player::Clock(Words words) {
         !ReadNumber(words[1], kMostSeconds, &seconds)) {
         return Refuse("usage: clock [white|black SECONDS]");
     }
+    if (thinking_) return Refuse(6);
     clocks.Command = white ? 1 : 2;
     clocks.wtime = clocks.btime = seconds * 1000;
     const HRESULT result = engine_->put_CLOCKS(&clocks);
@@ -350,7 +353,7 @@ Reply Player::Help(Words words) {
     for (const Command& command : Commands()) {
         if (!words.empty() && words[0] != command.name) continue;
         std::string usage = command.usage;
-        usage.resize(std::max<std::size_t>(usage.size(), 24), ' ');
+        while (usage.size() < kUsageWidth) usage += ' ';
         reply.lines.push_back(usage + " " + command.help);
     }
     if (reply.lines.empty()) return Refuse("there is no command " + Quote(words[0]));

@@ -19,12 +19,13 @@ std::string Items(IPropertyPage* page, const ControlInfo& control) {
     for (std::uint32_t i = 0; i < control.item_count; ++i) {
         const char* item = "";
         page->GetItem(control.number, i, &item);
-        text += (i > 0 ? ", " : "") + std::string(item);
+        if (i > 0) text += ", ";
+        text += item;
     }
     return text;
 }
 
-std::string ControlLine(IPropertyPage* page, const ControlInfo& control) {
+std::string ControlLine(const ControlInfo& control) {
     const std::string label = control.label;
     switch (control.kind) {
         case ControlKind::Edit: return Numbered(control, label + " " + control.text);
@@ -34,7 +35,7 @@ std::string ControlLine(IPropertyPage* page, const ControlInfo& control) {
             return Numbered(control, (control.checked ? "(x) " : "( ) ") + label);
         case ControlKind::DropDownList: {
             const std::string chosen = control.text[0] ? control.text : "-";
-            return Numbered(control, label + " " + chosen + "  (" + Items(page, control) + ")");
+            return Numbered(control, label + " " + chosen);
         }
         default: return Numbered(control, label);
     }
@@ -122,7 +123,8 @@ std::vector<std::string> SettingsPages::Lines() const {
         std::erase(title, '&');
         lines.push_back(title + ": " + (info.description ? info.description : ""));
         for (const ControlInfo& control : ControlsOf(page.Get())) {
-            lines.push_back(ControlLine(page.Get(), control));
+            lines.push_back(ControlLine(control));
+            if (control.item_count > 0) lines.push_back("       " + Items(page.Get(), control));
         }
     }
     return lines;
@@ -151,7 +153,7 @@ bool SettingsPages::Change(std::uint32_t number, const std::string& value, std::
             *answer = "setting " + std::to_string(number) + " does not take " + Quote(value);
             return false;
         }
-        *answer = ControlLine(page.Get(), now);
+        *answer = ControlLine(now);
         answer->erase(0, answer->find_first_not_of(' '));
         return true;
     }

@@ -100,9 +100,9 @@ void Terminal::Run() {
         if (player_.Wait(STDIN_FILENO, kTickMs)) rl_callback_read_char();
         if (interrupted) HandleInterrupt();
         if (player_.HasQuit()) break;
-        const View view = player_.CurrentView();
-        TellAbove(player_.TakeNews());
+        // Drawing reads the clocks, which is how a side is found to be out of time.
         if (!covered_) Draw();
+        TellAbove(player_.TakeNews());
     }
     rl_callback_handler_remove();
     Leave();
