@@ -4,7 +4,7 @@
 //          stands behind the first game of a text is left alone.
 // Reading  comments, variations, numeric glyphs, move numbers and marks such as "!?" are skipped.
 // Errors   text that says what is wrong; nothing has changed then.
-// Source   the Portable Game Notation Specification of 1994.
+// Source   the Portable Game Notation standard of 1994.
 #pragma once
 
 #include <optional>

@@ -129,7 +129,6 @@ void Terminal::Enter(std::string_view line) {
     if (has_screen_ && lines.size() > room) {
         ShowWhole(lines);
     } else {
-        if (!covered_) Draw();
         TellHere(lines);
     }
 }
