@@ -11,6 +11,7 @@
 
 namespace torval {
 
+void AddPlayCommand(CLI::App* application, Console& console);
 void AddSearchCommand(CLI::App* application, Console& console);
 void AddEvalCommand(CLI::App* application, Console& console);
 void AddMovesCommand(CLI::App* application, Console& console);

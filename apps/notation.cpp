@@ -1,7 +1,6 @@
 #include "apps/notation.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include "board/attack.h"
 #include "board/legality.h"
@@ -112,19 +111,5 @@ std::vector<std::string> AlgebraicLine(std::span<const Move> moves) {
 }
 
 std::string Algebraic(Move move) { return AlgebraicLine({&move, 1}).front(); }
-
-std::string ScoreText(int score) {
-    constexpr int kMateThreshold = kMateUnits - kMateDepthUnits;
-    const int size = std::abs(score);
-    // An evaluation of a hopeless position may lie beyond the mate scores.
-    if (size >= kMateThreshold && size <= kMateUnits) {
-        // The search counts the plies to the position before the mating move.
-        const int plies = kMateUnits - size + 1;
-        return (score > 0 ? "mate in " : "mated in ") + std::to_string((plies + 1) / 2);
-    }
-    std::array<char, 32> text;
-    std::snprintf(text.data(), text.size(), "%+.2f", static_cast<double>(score) / kPawnUnits);
-    return text.data();
-}
 
 }  // namespace torval

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/host/game_text.h"
 #include "board/position.h"
 
 namespace torval {
@@ -27,8 +28,5 @@ std::vector<std::string> AlgebraicLine(std::span<const Move> moves);
 
 /// One legal move of the working position, likewise.
 std::string Algebraic(Move move);
-
-/// "+0.34" in pawns, "mate in 3" or "mated in 2".
-std::string ScoreText(int score);
 
 }  // namespace torval

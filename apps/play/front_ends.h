@@ -1,0 +1,22 @@
+// How a player is talked to: line by line from a script, or in a terminal.
+//
+// Thread   the player's.
+#pragma once
+
+#include "apps/console.h"
+#include "apps/play/player.h"
+
+namespace torval {
+
+/// Reads commands from console.in to its end or 'quit'. Replies and news go to console.out, what is
+/// refused to console.err with its line number. Waits for the engine's move before the next line.
+/// Returns how many commands were refused.
+int PlayScript(Player& player, Console& console);
+
+/// Plays in the terminal that is standard input and output, until 'quit' or the end of input.
+void PlayTerminal(Player& player);
+
+/// Whether the terminal's character set has chess pieces.
+bool TerminalHasPieces();
+
+}  // namespace torval

@@ -1,0 +1,50 @@
+#include <unistd.h>
+
+#include <iostream>
+#include <map>
+#include <memory>
+#include <stdexcept>
+
+#include "apps/commands.h"
+#include "apps/play/front_ends.h"
+
+namespace torval {
+
+namespace {
+
+void RunPlay(PlayOptions options, Console& console) {
+    const bool terminal =
+        &console.in == &std::cin && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+    if (terminal) {
+        if (!TerminalHasPieces()) options.style.ascii = true;
+        Player player(options);
+        PlayTerminal(player);
+        return;
+    }
+    Player player(options);
+    const int refused = PlayScript(player, console);
+    if (refused == 0) return;
+    throw std::runtime_error(refused == 1 ? "a command was refused"
+                                          : std::to_string(refused) + " commands were refused");
+}
+
+}  // namespace
+
+void AddPlayCommand(CLI::App* application, Console& console) {
+    const auto options = std::make_shared<PlayOptions>();
+    CLI::App* const command = application->add_subcommand(
+        "play", "Play a game; commands come from the terminal, or one a line from elsewhere");
+    command->add_flag("--ascii", options->style.ascii, "draw the board with letters");
+    command->add_flag("--flip", options->style.flipped, "Black at the bottom of the board");
+    const std::map<std::string, Language> languages = {{"en", Language::English},
+                                                       {"nl", Language::Dutch}};
+    command->add_option("--language", options->language, "of the settings: en or nl")
+        ->transform(CLI::CheckedTransformer(languages))
+        ->option_text("LANGUAGE");
+    command->footer(
+        "Type 'help' there to see the commands. In a script, a refused command is\n"
+        "reported with its line, the rest is carried out, and the exit code is 1.");
+    command->callback([options, &console] { RunPlay(*options, console); });
+}
+
+}  // namespace torval

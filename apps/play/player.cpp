@@ -1,0 +1,320 @@
+#include "apps/play/player.h"
+
+#include <algorithm>
+
+#include "apps/fen.h"
+#include "apps/host/game_text.h"
+#include "apps/host/move_text.h"
+#include "apps/play/level_text.h"
+#include "torval/apartment.h"
+
+namespace torval {
+
+namespace {
+
+constexpr std::uint32_t kEvents = EventMainVar | EventMsg | EventPondering;
+constexpr std::uint16_t kDepthMode = 0;
+constexpr std::uint16_t kInfiniteMode = 6;
+constexpr std::uint16_t kBothClocks = 3;
+
+const char* SideName(int side) { return side == 0 ? "White" : "Black"; }
+
+}  // namespace
+
+Player::Player(const PlayOptions& options)
+    : options_(options), session_(Handlers()), engine_(session_.engine()) {
+    session_.Load(SettingsImage::Defaults());
+    session_.Start(kEvents);
+    // The engine outlives a player within one process, and keeps its game and clocks.
+    engine_->NewGame();
+    LEVEL level;
+    engine_->get_LEVEL(&level);
+    engine_->put_LEVEL(&level);
+}
+
+SiteHandlers Player::Handlers() {
+    SiteHandlers handlers;
+    handlers.line = [this](const MAINVAR& line) { HandleLine(line); };
+    handlers.message = [this](int id, int p1, int, std::string_view text) {
+        HandleMessage(id, p1, text);
+    };
+    return handlers;
+}
+
+void Player::HandleLine(const MAINVAR& line) {
+    switch (line.iCommand) {
+        case 1:
+        case 2: thought_ = LineText(line); break;
+        case 4: final_ = line; break;
+        default: break;
+    }
+}
+
+void Player::HandleMessage(int id, int side, std::string_view text) {
+    const std::string quoted(text);
+    const bool white = side == 0;
+    const std::string winner = std::string(SideName(white ? 1 : 0)) + " wins.";
+    switch (id) {
+        case 6: return End("Checkmate. " + winner, white ? "0-1" : "1-0");
+        case 7: return End("Stalemate: the game is drawn.", "1/2-1/2");
+        case 10: return End("The position is repeated: the game is drawn.", "1/2-1/2");
+        case 13: return End("Fifty moves without capture or pawn move: a draw.", "1/2-1/2");
+        case 14: return End("Neither side can mate any more: the game is drawn.", "1/2-1/2");
+        case 21:
+            return End(std::string(SideName(side)) + " has run out of time. " + winner,
+                       white ? "0-1" : "1-0");
+        case 16: news_.push_back("The book " + quoted + " cannot be read."); break;
+        case 17: news_.push_back("The book " + quoted + " cannot be written."); break;
+        case 18: news_.push_back("The book " + quoted + " is damaged."); break;
+        case 20: news_.push_back("Endgame databases are missing: " + quoted + "."); break;
+        case 22: news_.emplace_back("The endgame databases know no move here."); break;
+        default: break;
+    }
+}
+
+void Player::End(const std::string& sentence, const char* result) {
+    over_ = sentence;
+    result_ = result;
+    news_.push_back(sentence);
+}
+
+CHSBRD Player::Position() const {
+    CHSBRD board{};
+    engine_->get_Position(&board);
+    return board;
+}
+
+void Player::Append(const EVAR& move, const CHSBRD& before, bool by_engine) {
+    plies_.push_back({move, before, AlgebraicText(move, before), by_engine});
+    thought_.clear();
+}
+
+void Player::ForgetGame() {
+    plies_.clear();
+    tags_.clear();
+    start_fen_.clear();
+    over_.clear();
+    thought_.clear();
+    result_ = "*";
+}
+
+std::string Player::LastMoveText() const {
+    return NumberText(plies_.back().before) + " " + plies_.back().text;
+}
+
+std::vector<std::string> Player::MoveLines() const {
+    std::vector<std::string> lines;
+    for (const Ply& ply : plies_) {
+        if (ply.before.color == 0 || lines.empty()) {
+            lines.push_back(NumberText(ply.before) + " " + ply.text);
+        } else {
+            lines.back() += " " + ply.text;
+        }
+    }
+    return lines;
+}
+
+std::string Player::LineText(const MAINVAR& line) const {
+    std::string text = "depth " + std::to_string(line.depth) + "  " + ScoreText(line.score) + " ";
+    for (int i = 0; i < std::min<int>(line.vlen, 16); ++i) {
+        text += " " + LongText(line.bstvar[i]);
+    }
+    return text;
+}
+
+HRESULT Player::Think() {
+    const HRESULT result = engine_->StartComputerMove(0);
+    if (result != S_OK) return result;
+    final_.reset();
+    thought_.clear();
+    thinking_ = true;
+    pondering_ = analysing_ = hurry_ = false;
+    return S_OK;
+}
+
+bool Player::Wait(int input, int timeout_ms) {
+    // A request that comes before the search has begun is lost, so it is repeated until the move is
+    // there; 10 ms apart nobody notices.
+    constexpr int kRepeatMs = 10;
+    if (thinking_ && hurry_) {
+        engine_->MoveNow();
+        timeout_ms = timeout_ms < 0 ? kRepeatMs : std::min(timeout_ms, kRepeatMs);
+    }
+    const bool readable = session_.Wait(input, timeout_ms);
+    if (thinking_ && final_) PlayFound();
+    return readable;
+}
+
+void Player::PlayFound() {
+    thinking_ = hurry_ = false;
+    const MAINVAR found = *final_;
+    const CHSBRD before = Position();
+    if (found.vlen == 0) {
+        if (over_.empty()) {
+            // Stalemate has been told and a full record keeps the engine from thinking, so what is
+            // left is mate.
+            const bool full = before.ply_no >= 399;
+            if (full) {
+                news_.emplace_back("The engine's record of the game is full.");
+            } else {
+                HandleMessage(6, before.color, {});
+            }
+        }
+        return;
+    }
+    MOVES made;
+    const std::size_t news = news_.size();
+    const std::string text = EntryText(CoordinateText(found.bstvar[0]));
+    const HRESULT result = engine_->DoMove(text.c_str(), &made);
+    if (result != S_OK) {
+        news_.push_back("The engine's move " + text + " was refused: " + Refuse(result).lines[0]);
+        return;
+    }
+    Append(made.MOVES[0], before, true);
+    const std::string origin =
+        found.depth == 0 ? std::string("book")
+                         : ScoreText(found.score) + ", depth " + std::to_string(found.depth);
+    // What the move led to was told while it was made, and comes after it.
+    news_.insert(news_.begin() + static_cast<std::ptrdiff_t>(news),
+                 LastMoveText() + "  (" + origin + ")");
+    thought_ = LineText(found);
+    // No reply in the line: the other side may have none.
+    if (over_.empty() && found.vlen == 1 && engine_->IsNextBestAvailable() != S_OK) FindEnd(true);
+    if (over_.empty() && ponder_) Ponder();
+}
+
+void Player::Ponder() {
+    pondering_ = engine_->StartPondering(1) == S_OK;
+    analysing_ = false;
+}
+
+void Player::Halt() {
+    // Longer than the engine itself waits for a computation to end.
+    constexpr int kPatienceMs = 6000;
+    constexpr int kStepMs = 100;
+    if (thinking_ || pondering_) engine_->StopComputing(true);
+    // The final record of a stopped computation would otherwise be taken for that of the next one.
+    for (int waited = 0; thinking_ && !final_ && waited < kPatienceMs; waited += kStepMs) {
+        session_.Wait(-1, kStepMs);
+    }
+    thinking_ = pondering_ = analysing_ = hurry_ = false;
+    final_.reset();
+}
+
+void Player::FindEnd(bool running) {
+    // Only a computation tells that there is no move: one of depth 1, whose traces are undone.
+    LEVEL level;
+    CLOCKS clocks;
+    engine_->get_LEVEL(&level);
+    engine_->get_CLOCKS(&clocks);
+    if (IsOver()) return;  // reading the clocks may have ended the game
+    engine_->put_EventMask(EventMsg);
+    LEVEL shallow = level;
+    shallow.mode = kDepthMode;
+    shallow.depth1 = 1;
+    engine_->put_LEVEL(&shallow);
+    MAINVAR line{};
+    const HRESULT result = engine_->DoComputerMove(0, &line);
+    if (result == S_OK && line.vlen == 0 && over_.empty()) HandleMessage(6, Position().color, {});
+    if (!running) engine_->StopGame();
+    engine_->put_LEVEL(&level);
+    clocks.Command = kBothClocks;
+    engine_->put_CLOCKS(&clocks);
+    engine_->put_EventMask(kEvents);
+}
+
+bool Player::SetUp(const std::string& fen, std::string* error) {
+    if (fen.empty()) {
+        Halt();
+        engine_->NewGame();
+        ForgetGame();
+        return true;
+    }
+    const std::optional<FenPosition> parsed = ParseFen(fen, error);
+    if (!parsed) return false;
+    Halt();
+    if (engine_->put_Position(&parsed->board) != S_OK) {
+        *error = "the engine refuses the position";
+        return false;
+    }
+    ForgetGame();
+    // A game begins before the double step that makes an en passant capture possible.
+    start_fen_ = FenText(parsed->board, nullptr);
+    if (parsed->double_step.empty()) return true;
+    MOVES made;
+    if (engine_->DoMove(parsed->double_step.c_str(), &made) != S_OK) {
+        *error = "en passant: " + parsed->double_step + " cannot be played";
+        engine_->NewGame();
+        ForgetGame();
+        return false;
+    }
+    Append(made.MOVES[0], parsed->board, false);
+    // The first position is the game's; its clocks begin with the first move of the player's.
+    engine_->StopGame();
+    return true;
+}
+
+bool Player::IsMoveDue() const {
+    LEVEL level;
+    engine_->get_LEVEL(&level);
+    return thinking_ && (level.mode != kInfiniteMode || hurry_);
+}
+
+std::vector<std::string> Player::TakeNews() { return std::exchange(news_, {}); }
+
+View Player::CurrentView() {
+    View view;
+    CLOCKS clocks{};
+    LEVEL level{};
+    engine_->get_CLOCKS(&clocks);
+    engine_->get_LEVEL(&level);
+    view.board = Position();
+    if (!plies_.empty()) view.last = plies_.back().move;
+    view.style = options_.style;
+    view.white_clock = ClockText(clocks.wtime);
+    view.black_clock = ClockText(clocks.btime);
+    view.moves = MoveLines();
+    view.level = LevelText(level);
+    const std::string side = SideName(view.board.color);
+    if (IsOver()) {
+        view.status = over_;
+    } else if (thinking_) {
+        view.status = side + " to move: the engine is thinking. 'now' makes it move.";
+    } else if (analysing_) {
+        view.status = side + " to move: analysing until 'stop', a move or 'go'.";
+    } else if (plies_.empty()) {
+        view.status = side + " to move. Type a move such as e4, or 'go' for the engine to begin.";
+    } else {
+        view.status = side + " to move.";
+    }
+    if (!thought_.empty()) {
+        view.thinking = (thinking_ || pondering_ ? "Thinking: " : "Thought: ") + thought_;
+    }
+    return view;
+}
+
+Reply Player::Done(std::string line) {
+    Reply reply;
+    if (!line.empty()) reply.lines.push_back(std::move(line));
+    return reply;
+}
+
+Reply Player::Refuse(std::string line) { return {false, {std::move(line)}}; }
+
+Reply Player::Refuse(HRESULT code) {
+    switch (code) {
+        case 5: return Refuse("the engine refuses the position");
+        case 6: return Refuse("the engine is thinking about its move: 'now' or 'stop' first");
+        case 7: return Refuse("this is no move");
+        case 8: return Refuse("there is no such legal move");
+        case 11: return Refuse("there are fewer moves to take back");
+        case 14: return Refuse("the engine is not thinking about its move");
+        case 15: return Refuse("the engine refuses these values");
+        case 20: return Refuse("there is no alternative");
+        case 21: return Refuse("the engine's record of the game is full");
+        case 22: return Refuse("the engine is busy");
+        default: return Refuse("the engine failed (" + std::to_string(code) + ")");
+    }
+}
+
+}  // namespace torval

@@ -1,0 +1,158 @@
+// A person's game with the engine: what the commands do, apart from how they are typed and shown.
+//
+// Shape    a command line goes in, a reply comes out; what happens by itself (the engine's move, a
+//          clock that ran out) is news. The game is kept beside the engine's own record, with each
+//          position, so that moves can be written.
+// Thread   the one that made it; nothing happens but within its calls.
+// Errors   a refused command has changed nothing, unless its reply says otherwise. SessionError
+//          when the engine cannot be had at all.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/host/pgn.h"
+#include "apps/host/session.h"
+#include "apps/play/screen.h"
+#include "torval/pages.h"
+
+namespace torval {
+
+struct Reply {
+    bool accepted = true;
+    std::vector<std::string> lines;
+};
+
+struct PlayOptions {
+    BoardStyle style;
+    Language language = Language::English;
+};
+
+class Player {
+public:
+    using Words = std::span<const std::string_view>;
+
+    explicit Player(const PlayOptions& options);
+    Player(const Player&) = delete;
+    Player& operator=(const Player&) = delete;
+
+    /// Carries out one line of input; nothing for a line without words.
+    Reply Execute(std::string_view line);
+
+    /// Waits as Session::Wait does, and plays the move that the engine may have found.
+    bool Wait(int input, int timeout_ms);
+
+    /// What happened since the last call, in sentences.
+    std::vector<std::string> TakeNews();
+
+    /// The engine works on its move.
+    bool IsThinking() const { return thinking_; }
+    /// A move will come without anybody asking: not at the infinite level.
+    bool IsMoveDue() const;
+    bool IsOver() const { return !over_.empty(); }
+    bool HasQuit() const { return quit_; }
+
+    /// Reads the clocks too, which may tell that a side has run out of time.
+    View CurrentView();
+
+    /// Command names and, for a line that begins with one, the words that may follow.
+    static std::vector<std::string> Completions(std::string_view line);
+
+private:
+    struct Ply {
+        EVAR move;
+        CHSBRD before;
+        std::string text;
+        bool by_engine;
+    };
+    struct Command {
+        const char* name;
+        const char* usage;
+        const char* help;
+        const char* words;  ///< that may follow, for completion
+        Reply (Player::*run)(Words);
+    };
+    static const std::vector<Command>& Commands();
+
+    // player.cpp: the game, and the engine at work.
+    SiteHandlers Handlers();
+    void HandleLine(const MAINVAR& line);
+    void HandleMessage(int id, int side, std::string_view text);
+    void End(const std::string& sentence, const char* result);
+    CHSBRD Position() const;
+    void Append(const EVAR& move, const CHSBRD& before, bool by_engine);
+    void ForgetGame();
+    /// The move's number and text, as the last line of the move list has it.
+    std::string LastMoveText() const;
+    std::vector<std::string> MoveLines() const;
+    std::string LineText(const MAINVAR& line) const;
+    HRESULT Think();
+    void PlayFound();
+    void Ponder();
+    /// Ends whatever the engine computes, without a move.
+    void Halt();
+    /// Tells whether a side without a legal move is to move, and ends the game then.
+    void FindEnd(bool running);
+    /// Sets up what a game begins from: a FEN, or nothing for the usual start.
+    bool SetUp(const std::string& fen, std::string* error);
+    static Reply Done(std::string line = {});
+    static Reply Refuse(std::string line);
+    static Reply Refuse(HRESULT code);
+
+    // player_commands.cpp
+    Reply EnterMove(std::string_view text);
+    Reply New(Words words);
+    Reply Fen(Words words);
+    Reply Go(Words words);
+    Reply Now(Words words);
+    Reply Stop(Words words);
+    Reply Auto(Words words);
+    Reply PonderSwitch(Words words);
+    Reply Analyse(Words words);
+    Reply Hint(Words words);
+    Reply Next(Words words);
+    Reply Back(Words words);
+    Reply Draw(Words words);
+    Reply Level(Words words);
+    Reply Clock(Words words);
+    Reply Moves(Words words);
+    Reply Board(Words words);
+    Reply Flip(Words words);
+    Reply Help(Words words);
+    Reply Quit(Words words);
+
+    // player_files.cpp
+    Reply Settings(Words words);
+    Reply Save(Words words);
+    Reply Load(Words words);
+    Reply LoadSettings(const std::string& path);
+    Reply LoadGame(const std::string& path);
+    bool Replay(const PgnGame& game, std::string* error);
+    PgnGame Game() const;
+
+    PlayOptions options_;
+    Session session_;
+    IChessEngine2* engine_;
+
+    std::string start_fen_;  ///< empty for the usual start
+    std::vector<Ply> plies_;
+    std::vector<std::pair<std::string, std::string>> tags_;  ///< of a game that was loaded
+    std::string result_ = "*";
+    std::string over_;  ///< the sentence that ended the game, or empty
+
+    bool automatic_ = true;
+    bool ponder_ = false;
+    bool quit_ = false;
+    bool thinking_ = false;   ///< from the start command to its final record
+    bool pondering_ = false;  ///< while the other side thinks, or analysing
+    bool analysing_ = false;
+    bool hurry_ = false;  ///< the player wants the move now
+    std::optional<MAINVAR> final_;
+    std::string thought_;
+    std::vector<std::string> news_;
+};
+
+}  // namespace torval

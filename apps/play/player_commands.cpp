@@ -1,0 +1,373 @@
+#include <algorithm>
+#include <charconv>
+
+#include "apps/host/game_text.h"
+#include "apps/play/level_text.h"
+#include "apps/play/player.h"
+#include "apps/text.h"
+
+namespace torval {
+
+namespace {
+
+constexpr std::size_t kLineWidth = 79;
+constexpr std::size_t kUsageWidth = 24;
+constexpr int kMostBack = 400;
+
+bool ReadNumber(std::string_view word, int most, int* number) {
+    int value = 0;
+    const auto [end, code] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (code != std::errc() || end != word.data() + word.size()) return false;
+    if (value < 0 || value > most) return false;
+    *number = value;
+    return true;
+}
+
+std::string Joined(std::span<const std::string_view> words) {
+    return JoinWords({words.begin(), words.end()});
+}
+
+std::vector<std::string> SplitLines(std::string_view text) {
+    std::vector<std::string> lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        lines.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
+
+/// "on" or "off"; without a word the switch is only told.
+bool ReadSwitch(std::span<const std::string_view> words, bool* value) {
+    if (words.empty()) return true;
+    if (words.size() > 1 || (words[0] != "on" && words[0] != "off")) return false;
+    *value = words[0] == "on";
+    return true;
+}
+
+}  // namespace
+
+const std::vector<Player::Command>& Player::Commands() {
+    static const std::vector<Command> commands = {
+        {"go", "go", "the engine makes the next move", "", &Player::Go},
+        {"now", "now", "the engine stops thinking and moves at once", "", &Player::Now},
+        {"stop", "stop", "end thinking or analysing without a move", "", &Player::Stop},
+        {"back",
+         "back [N]",
+         "take back your last move, or N moves of either side",
+         "",
+         &Player::Back},
+        {"hint", "hint", "what the engine would play in your place", "", &Player::Hint},
+        {"next", "next", "replace the engine's move by its next best one", "", &Player::Next},
+        {"draw", "draw", "offer a draw", "", &Player::Draw},
+        {"new", "new", "begin a new game", "", &Player::New},
+        {"fen", "fen [FEN]", "set up a position, or write the present one", "", &Player::Fen},
+        {"level",
+         "level [LEVEL]",
+         "how strong and fast: 'help level' lists the forms",
+         "depth game move plies average increment infinite",
+         &Player::Level},
+        {"clock",
+         "clock [white|black S]",
+         "read the clocks, or set one to S seconds",
+         "white black",
+         &Player::Clock},
+        {"auto",
+         "auto on|off",
+         "whether the engine answers your moves (on at first)",
+         "on off",
+         &Player::Auto},
+        {"ponder",
+         "ponder on|off",
+         "whether it thinks while you do (off at first)",
+         "on off",
+         &Player::PonderSwitch},
+        {"analyse", "analyse", "think about this position, until 'stop'", "", &Player::Analyse},
+        {"settings",
+         "settings [N VALUE]",
+         "show the engine's settings, or change number N",
+         "",
+         &Player::Settings},
+        {"save",
+         "save game|settings FILE",
+         "write the game as PGN, or the settings",
+         "game settings",
+         &Player::Save},
+        {"load", "load game|settings FILE", "read them back", "game settings", &Player::Load},
+        {"moves", "moves", "list the moves of the game", "", &Player::Moves},
+        {"board", "board", "draw the board", "", &Player::Board},
+        {"flip", "flip", "turn the board round", "", &Player::Flip},
+        {"help", "help [COMMAND]", "this list", "level", &Player::Help},
+        {"quit", "quit", "leave", "", &Player::Quit},
+    };
+    return commands;
+}
+
+std::vector<std::string> Player::Completions(std::string_view line) {
+    std::vector<std::string> found;
+    const std::vector<std::string_view> words = SplitWords(line);
+    const bool in_first = words.empty() || (words.size() == 1 && !line.ends_with(' '));
+    if (in_first) {
+        for (const Command& command : Commands()) found.emplace_back(command.name);
+        return found;
+    }
+    if (words.size() > 2 || (words.size() == 2 && line.ends_with(' '))) return found;
+    for (const Command& command : Commands()) {
+        if (words[0] != command.name) continue;
+        for (const std::string_view word : SplitWords(command.words)) found.emplace_back(word);
+    }
+    return found;
+}
+
+Reply Player::Execute(std::string_view line) {
+    const std::vector<std::string_view> words = SplitWords(line);
+    if (words.empty() || words[0].starts_with('#')) return Done();
+    for (const Command& command : Commands()) {
+        if (words[0] == command.name) return (this->*command.run)(Words(words).subspan(1));
+    }
+    if (words.size() == 1) return EnterMove(words[0]);
+    return Refuse("there is no command " + Quote(words[0]) + "; 'help' lists them");
+}
+
+Reply Player::EnterMove(std::string_view text) {
+    if (IsOver()) return Refuse("the game is over: 'new', 'back' or 'fen' go on from here");
+    // The engine itself refuses only once its thread has taken the command up.
+    if (thinking_) return Refuse(6);
+    const CHSBRD before = Position();
+    MOVES made;
+    const HRESULT result = engine_->DoMove(std::string(text).c_str(), &made);
+    switch (result) {
+        case 0: break;
+        case 7: return Refuse(Quote(text) + " is neither a move nor a command; 'help' lists them");
+        case 8: return Refuse(Quote(text) + " is not a legal move");
+        case 9: {
+            std::string moves;
+            for (std::size_t i = 0; i < made.NmbrOfMoves; ++i)
+                moves += " " + LongText(made.MOVES[i]);
+            return Refuse(Quote(text) + " can mean more than one move:" + moves);
+        }
+        default: return Refuse(result);
+    }
+    pondering_ = analysing_ = false;
+    Append(made.MOVES[0], before, false);
+    Reply reply = Done(LastMoveText());
+    if (!IsOver() && automatic_) {
+        if (const HRESULT begun = Think(); begun != S_OK) return Refuse(begun);
+    } else if (!IsOver()) {
+        FindEnd(true);
+    }
+    return reply;
+}
+
+Reply Player::New(Words words) {
+    if (!words.empty()) return Refuse("usage: new");
+    std::string error;
+    SetUp("", &error);
+    return Done("A new game.");
+}
+
+Reply Player::Fen(Words words) {
+    if (words.empty()) {
+        return Done(FenText(Position(), plies_.empty() ? nullptr : &plies_.back().move));
+    }
+    std::string error;
+    if (!SetUp(Joined(words), &error)) return Refuse(error);
+    FindEnd(false);
+    return Done(Position().color == 0 ? "White to move." : "Black to move.");
+}
+
+Reply Player::Go(Words words) {
+    if (!words.empty()) return Refuse("usage: go");
+    if (IsOver()) return Refuse("the game is over: 'new', 'back' or 'fen' go on from here");
+    if (thinking_) return Refuse(6);
+    const HRESULT result = Think();
+    return result == S_OK ? Done() : Refuse(result);
+}
+
+Reply Player::Now(Words words) {
+    if (!words.empty()) return Refuse("usage: now");
+    if (!thinking_) return Refuse(14);
+    hurry_ = true;
+    return Done();
+}
+
+Reply Player::Stop(Words words) {
+    if (!words.empty()) return Refuse("usage: stop");
+    if (!thinking_ && !pondering_) return Refuse("the engine is not thinking");
+    Halt();
+    return Done("Stopped.");
+}
+
+Reply Player::Auto(Words words) {
+    if (!ReadSwitch(words, &automatic_)) return Refuse("usage: auto on|off");
+    return Done(automatic_ ? "The engine answers your moves." : "The engine moves only on 'go'.");
+}
+
+Reply Player::PonderSwitch(Words words) {
+    if (!ReadSwitch(words, &ponder_)) return Refuse("usage: ponder on|off");
+    if (!ponder_ && pondering_ && !analysing_) Halt();
+    if (ponder_ && !thinking_ && !pondering_ && !plies_.empty() && !IsOver()) Ponder();
+    return Done(ponder_ ? "The engine thinks while you do."
+                        : "The engine does not think while you do.");
+}
+
+Reply Player::Analyse(Words words) {
+    if (!words.empty()) return Refuse("usage: analyse");
+    if (thinking_) return Refuse(6);
+    if (IsOver()) return Refuse("the game is over");
+    if (!pondering_) Ponder();
+    if (!pondering_) return Refuse(22);
+    analysing_ = true;
+    return Done("Analysing.");
+}
+
+Reply Player::Hint(Words words) {
+    if (!words.empty()) return Refuse("usage: hint");
+    if (thinking_) return Refuse(6);
+    EVAR move{};
+    const HRESULT result = engine_->GetHint(&move);
+    if (result == S_FALSE) return Refuse("the engine has no hint here; 'analyse' finds one");
+    if (result != S_OK) return Refuse(result);
+    return Done("Perhaps " + LongText(move) + ".");
+}
+
+Reply Player::Next(Words words) {
+    if (!words.empty()) return Refuse("usage: next");
+    if (thinking_) return Refuse(6);
+    if (plies_.empty()) return Refuse(20);
+    EVAR move{};
+    const std::string over = std::exchange(over_, {});
+    const HRESULT result = engine_->DoNextBestMove(&move);
+    if (result != S_OK) {
+        over_ = over;
+        // An alternative that turned out not to be legal leaves the last move taken back.
+        const CHSBRD before = plies_.back().before;
+        if (Position().ply_no == before.ply_no) plies_.pop_back();
+        return Refuse(result);
+    }
+    pondering_ = analysing_ = false;
+    const CHSBRD before = plies_.back().before;
+    plies_.pop_back();
+    Append(move, before, true);
+    return Done(LastMoveText());
+}
+
+Reply Player::Back(Words words) {
+    // Without a number it is the player's turn again: the engine's answer goes too.
+    int count = automatic_ && plies_.size() > 1 && plies_.back().by_engine ? 2 : 1;
+    if (words.size() > 1 || (!words.empty() && !ReadNumber(words[0], kMostBack, &count)) ||
+        count == 0) {
+        return Refuse("usage: back [N], N from 1 to " + std::to_string(kMostBack));
+    }
+    if (thinking_) return Refuse(6);
+    if (static_cast<std::size_t>(count) > plies_.size()) return Refuse(11);
+    const HRESULT result = engine_->MoveBack(count);
+    if (result != S_OK) return Refuse(result);
+    pondering_ = analysing_ = false;
+    plies_.resize(plies_.size() - static_cast<std::size_t>(count), Ply{});
+    over_.clear();
+    thought_.clear();
+    result_ = "*";
+    return Done(plies_.empty() ? std::string("Back at the start.") : "Back to " + LastMoveText());
+}
+
+Reply Player::Draw(Words words) {
+    if (!words.empty()) return Refuse("usage: draw");
+    if (IsOver()) return Refuse("the game is over");
+    if (engine_->VerifyDrawOffer() != S_OK) return Done("The engine wants to play on.");
+    Halt();
+    engine_->StopGame();
+    over_ = "The engine accepts: the game is drawn.";
+    result_ = "1/2-1/2";
+    return Done(over_);
+}
+
+Reply Player::Level(Words words) {
+    LEVEL level{};
+    engine_->get_LEVEL(&level);
+    if (words.empty()) return Done("Level: " + LevelText(level) + ".");
+    std::string error;
+    if (!ReadLevel(words, &level, &error)) {
+        return Refuse("level: " + error + "; 'help level' lists the forms");
+    }
+    if (thinking_) return Refuse(6);
+    const HRESULT result = engine_->put_LEVEL(&level);
+    if (result == 15) {
+        return Refuse(
+            "level: out of range (depth to 30; game: 60 s or more and 200 moves or fewer; "
+            "move and average: 1 to 28800 s; increment: 10 to 28800 s and to 3600 s)");
+    }
+    if (result != S_OK) return Refuse(result);
+    pondering_ = analysing_ = false;
+    return Done("Level: " + LevelText(level) + ".");
+}
+
+Reply Player::Clock(Words words) {
+    CLOCKS clocks{};
+    if (words.empty()) {
+        engine_->get_CLOCKS(&clocks);
+        return Done("White " + ClockText(clocks.wtime) + ", Black " + ClockText(clocks.btime));
+    }
+    constexpr int kMostSeconds = 1'000'000;
+    int seconds = 0;
+    const bool white = words[0] == "white";
+    if (words.size() != 2 || (!white && words[0] != "black") ||
+        !ReadNumber(words[1], kMostSeconds, &seconds)) {
+        return Refuse("usage: clock [white|black SECONDS]");
+    }
+    if (thinking_) return Refuse(6);
+    clocks.Command = white ? 1 : 2;
+    clocks.wtime = clocks.btime = seconds * 1000;
+    const HRESULT result = engine_->put_CLOCKS(&clocks);
+    return result == S_OK ? Clock({}) : Refuse(result);
+}
+
+Reply Player::Moves(Words words) {
+    if (!words.empty()) return Refuse("usage: moves");
+    Reply reply;
+    for (const std::string& line : MoveLines()) {
+        if (reply.lines.empty() || reply.lines.back().size() + 1 + line.size() > kLineWidth) {
+            reply.lines.push_back(line);
+        } else {
+            reply.lines.back() += " " + line;
+        }
+    }
+    return reply.lines.empty() ? Done("No moves yet.") : reply;
+}
+
+Reply Player::Board(Words words) {
+    if (!words.empty()) return Refuse("usage: board");
+    const EVAR* const last = plies_.empty() ? nullptr : &plies_.back().move;
+    return {true, BoardLines(Position(), last, options_.style)};
+}
+
+Reply Player::Flip(Words words) {
+    if (!words.empty()) return Refuse("usage: flip");
+    options_.style.flipped = !options_.style.flipped;
+    return Done(options_.style.flipped ? "Black is at the bottom." : "White is at the bottom.");
+}
+
+Reply Player::Help(Words words) {
+    if (words.size() == 1 && words[0] == "level") return {true, SplitLines(kLevelForms)};
+    Reply reply;
+    for (const Command& command : Commands()) {
+        if (!words.empty() && words[0] != command.name) continue;
+        std::string usage = command.usage;
+        while (usage.size() < kUsageWidth) usage += ' ';
+        reply.lines.push_back(usage + " " + command.help);
+    }
+    if (reply.lines.empty()) return Refuse("there is no command " + Quote(words[0]));
+    if (words.empty()) {
+        reply.lines.insert(reply.lines.begin(),
+                           "A move: e4, Nf3, exd5, O-O, e8=Q, or from and to: e2e4, e7e8Q.");
+    }
+    return reply;
+}
+
+Reply Player::Quit(Words) {
+    Halt();
+    quit_ = true;
+    return Done();
+}
+
+}  // namespace torval

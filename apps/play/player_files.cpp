@@ -1,0 +1,195 @@
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <iterator>
+
+#include "apps/host/game_text.h"
+#include "apps/host/move_text.h"
+#include "apps/play/player.h"
+#include "apps/play/settings_text.h"
+#include "apps/text.h"
+#include "torval/library.h"
+
+namespace torval {
+
+namespace {
+
+/// Longer than any game that the engine's record holds, comments included.
+constexpr std::size_t kMostFileBytes = 16'000'000;
+
+/// Writes beside the file first, so that a full disk leaves the old one whole.
+bool WriteFile(const std::string& path, std::string_view bytes) {
+    const std::string beside = path + ".tmp";
+    std::ofstream file(beside, std::ios::binary | std::ios::trunc);
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    file.close();
+    if (file && std::rename(beside.c_str(), path.c_str()) == 0) return true;
+    std::remove(beside.c_str());
+    return false;
+}
+
+bool ReadFile(const std::string& path, std::string* bytes) {
+    std::ifstream file(path, std::ios::binary);
+    std::string read(kMostFileBytes, '\0');
+    file.read(read.data(), static_cast<std::streamsize>(read.size()));
+    if (file.bad() || (!file.eof() && file.fail()) || !file.eof()) return false;
+    read.resize(static_cast<std::size_t>(file.gcount()));
+    *bytes = std::move(read);
+    return true;
+}
+
+std::string Today() {
+    const std::time_t now = std::time(nullptr);
+    std::tm date{};
+    localtime_r(&now, &date);
+    char text[16];
+    const std::size_t length = std::strftime(text, sizeof text, "%Y.%m.%d", &date);
+    return {text, length};
+}
+
+/// Settings belong to the whole process, and only an object that has none yet loads them.
+HRESULT LoadInto(IStream* stream) {
+    Ref<IPersistStreamInit> scratch;
+    const HRESULT result =
+        CreateInstance("TORVAL.Engine", IID_IPersistStreamInit, scratch.ReceiveVoid());
+    return result == S_OK ? scratch->Load(stream) : result;
+}
+
+}  // namespace
+
+Reply Player::Settings(Words words) {
+    SettingsPages pages(engine_, options_.language);
+    if (words.empty()) return {true, pages.Lines()};
+    int number = 0;
+    const auto [end, code] =
+        std::from_chars(words[0].data(), words[0].data() + words[0].size(), number);
+    if (code != std::errc() || end != words[0].data() + words[0].size()) {
+        return Refuse("usage: settings [NUMBER VALUE]");
+    }
+    std::string answer;
+    const std::string value = JoinWords({words.begin() + 1, words.end()});
+    const bool changed = pages.Change(static_cast<std::uint32_t>(number), value, &answer);
+    return changed ? Done(answer) : Refuse(answer);
+}
+
+Reply Player::Save(Words words) {
+    if (words.size() < 2 || (words[0] != "game" && words[0] != "settings")) {
+        return Refuse("usage: save game|settings FILE");
+    }
+    const std::string path = JoinWords({words.begin() + 1, words.end()});
+    std::string bytes;
+    if (words[0] == "game") {
+        bytes = WritePgn(Game());
+    } else {
+        const SettingsImage image = SettingsImage::Of(engine_);
+        bytes.assign(image.bytes().begin(), image.bytes().end());
+    }
+    if (!WriteFile(path, bytes)) return Refuse("the file " + Quote(path) + " cannot be written");
+    return Done(words[0] == "game" ? "Game saved." : "Settings saved.");
+}
+
+Reply Player::Load(Words words) {
+    if (words.size() < 2 || (words[0] != "game" && words[0] != "settings")) {
+        return Refuse("usage: load game|settings FILE");
+    }
+    const std::string path = JoinWords({words.begin() + 1, words.end()});
+    return words[0] == "game" ? LoadGame(path) : LoadSettings(path);
+}
+
+Reply Player::LoadSettings(const std::string& path) {
+    Ref<IStream> stream;
+    if (CreateFileStream(path.c_str(), FileMode::Read, stream.Receive()) != S_OK) {
+        return Refuse("the file " + Quote(path) + " cannot be read");
+    }
+    Halt();
+    const SettingsImage old = SettingsImage::Of(engine_);
+    LEVEL level{};
+    HRESULT result = LoadInto(stream.Get());
+    if (result == S_OK) result = engine_->get_LEVEL(&level);
+    // Entering the level sets the clocks, and refuses one that the file should not have.
+    if (result == S_OK) result = engine_->put_LEVEL(&level);
+    if (result == S_OK)
+        return Done("Settings loaded; the table's size counts from the next start.");
+    LoadInto(old.Stream().Get());
+    return Refuse(Quote(path) + " holds no settings");
+}
+
+PgnGame Player::Game() const {
+    PgnGame game;
+    game.tags = tags_;
+    if (tags_.empty()) {
+        const auto engine_has = [this](std::uint8_t color) {
+            return std::ranges::any_of(plies_, [color](const Ply& ply) {
+                return ply.by_engine && ply.before.color == color;
+            });
+        };
+        game.tags = {{"Date", Today()},
+                     {"White", engine_has(0) ? "Torval" : "?"},
+                     {"Black", engine_has(1) ? "Torval" : "?"}};
+    }
+    game.fen = start_fen_;
+    for (const Ply& ply : plies_) game.moves.push_back(ply.text);
+    game.result = result_;
+    return game;
+}
+
+Reply Player::LoadGame(const std::string& path) {
+    std::string text;
+    std::string error;
+    if (!ReadFile(path, &text)) return Refuse("the file " + Quote(path) + " cannot be read");
+    const std::optional<PgnGame> game = ReadPgn(text, &error);
+    if (!game) return Refuse(Quote(path) + ": " + error);
+    const PgnGame old = Game();
+    const auto old_tags = tags_;
+    const std::vector<Ply> old_plies = plies_;
+    const std::string old_over = over_;
+    CLOCKS clocks{};
+    Halt();
+    engine_->get_CLOCKS(&clocks);
+    if (!Replay(*game, &error)) {
+        std::string ignored;
+        Replay(old, &ignored);
+        tags_ = old_tags;
+        plies_ = old_plies;
+        over_ = old_over;
+        result_ = old.result;
+        news_.clear();
+        clocks.Command = 3;
+        engine_->put_CLOCKS(&clocks);
+        return Refuse(Quote(path) + ": " + error);
+    }
+    tags_ = game->tags;
+    if (over_.empty()) {
+        FindEnd(false);
+        if (over_.empty()) result_ = game->result;
+    }
+    return Done("Game loaded: " + std::to_string(plies_.size()) + " half-moves.");
+}
+
+bool Player::Replay(const PgnGame& game, std::string* error) {
+    if (!SetUp(game.fen, error)) return false;
+    // A game given by a position with an en passant square begins with the double step.
+    for (const std::string& text : game.moves) {
+        const CHSBRD before = Position();
+        MOVES made;
+        if (EnterPgnMove(engine_, text, &made) != S_OK) {
+            *error = "move " + std::to_string(plies_.size() + 1) + " " + Quote(text) +
+                     " cannot be played";
+            return false;
+        }
+        // Drawn games may have gone on; only how the last move leaves it counts.
+        if (made.iStatus == 0 || &text != &game.moves.back()) {
+            over_.clear();
+            result_ = "*";
+            news_.clear();
+        }
+        Append(made.MOVES[0], before, false);
+    }
+    // Nobody's clock runs until a move is made here.
+    engine_->StopGame();
+    return true;
+}
+
+}  // namespace torval

@@ -1,0 +1,266 @@
+// Whole sessions with the terminal host, as scripts: commands in, answers and exit code out.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "apps/command_line.h"
+#include "apps/play/front_ends.h"
+#include "apps/play/level_text.h"
+#include "apps/play/screen.h"
+#include "apps/text.h"
+
+namespace torval {
+namespace {
+
+using testing::HasSubstr;
+
+struct Played {
+    int code;
+    std::string out;
+    std::string err;
+};
+
+Played Play(const std::string& script, std::vector<const char*> options = {}) {
+    options.insert(options.begin(), {"torval", "play", "--ascii"});
+    std::istringstream in(script);
+    std::ostringstream out;
+    std::ostringstream err;
+    Console console{in, out, err, false};
+    const int code = RunCommandLine(static_cast<int>(options.size()), options.data(), console);
+    return {code, out.str(), err.str()};
+}
+
+/// A path in the test's own folder.
+std::string FileFor(const char* name) { return testing::TempDir() + "torval_play_" + name; }
+
+TEST(Play, PlaysFoolsMateToTheEnd) {
+    const Played played = Play("auto off\nf3\ne7e5\ng2-g4\nQh4\nmoves\n");
+    EXPECT_EQ(played.code, 0) << played.err;
+    EXPECT_EQ(played.out,
+              "The engine moves only on 'go'.\n1. f3\n1... e5\n2. g4\n2... Qh4#\n"
+              "Checkmate. Black wins.\n1. f3 e5 2. g4 Qh4#\n");
+}
+
+TEST(Play, AnswersEachMoveAndMates) {
+    const Played played = Play("fen k7/8/1K6/8/8/8/8/6R1 b - - 0 1\nlevel depth 3\nKb8\n");
+    EXPECT_EQ(played.code, 0) << played.err;
+    EXPECT_THAT(played.out, HasSubstr("1... Kb8\n2. Rg8#"));
+    EXPECT_THAT(played.out, HasSubstr("Checkmate. White wins."));
+}
+
+struct EndCase {
+    const char* name;
+    const char* script;
+    const char* sentence;
+};
+class EndTest : public testing::TestWithParam<EndCase> {};
+
+TEST_P(EndTest, IsToldInASentence) {
+    const Played played = Play(std::string("level depth 2\n") + GetParam().script);
+    EXPECT_EQ(played.code, 0) << played.err;
+    EXPECT_THAT(played.out, HasSubstr(GetParam().sentence));
+    EXPECT_EQ(Play(std::string("level depth 2\n") + GetParam().script + "\ngo").code, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Play,
+    EndTest,
+    testing::Values(
+        EndCase{"StalemateBeforeTheEnginesAnswer",
+                "fen 7k/8/6K1/8/8/8/8/5Q2 w - - 0 1\nQf7",
+                "Stalemate: the game is drawn."},
+        EndCase{
+            "StalemateByHand", "auto off\nfen 7k/8/6K1/8/8/8/8/5Q2 w - - 0 1\nQf7", "Stalemate"},
+        EndCase{"StalemateSetUp", "fen 7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "Stalemate"},
+        EndCase{"MateSetUp", "fen 7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", "Checkmate. White wins."},
+        EndCase{"NoMaterial", "fen 7k/8/8/8/8/8/1p6/K5B1 w - - 0 1\nKxb2", "Neither side can mate"},
+        EndCase{"Repetition",
+                "auto off\nNf3\nNf6\nNg1\nNg8\nNf3\nNf6\nNg1\nNg8",
+                "The position is repeated"},
+        EndCase{"DrawAgreed",
+                "auto off\ne4\ne5\nNf3\nNc6\nBb5\na6\nBa4\nNf6\nO-O\nBe7\nRe1\nb5\nBb3\nd6\nc3\n"
+                "O-O\nh3\nNb8\nd4\ndraw",
+                "The engine accepts: the game is drawn."}),
+    [](const auto& test) { return test.param.name; });
+
+struct RefusedCommand {
+    const char* name;
+    const char* script;
+    const char* reason;
+};
+class RefusedCommandTest : public testing::TestWithParam<RefusedCommand> {};
+
+TEST_P(RefusedCommandTest, IsReportedAndTheRestCarriedOut) {
+    const Played played = Play(std::string(GetParam().script) + "\nclock\n");
+    EXPECT_EQ(played.code, 1);
+    EXPECT_THAT(played.err, HasSubstr(GetParam().reason));
+    EXPECT_THAT(played.err, HasSubstr("torval: a command was refused\n"));
+    EXPECT_THAT(played.out, HasSubstr("White 0:00, Black 0:0"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Play,
+    RefusedCommandTest,
+    testing::Values(
+        RefusedCommand{"IllegalMove", "e5", "line 1: 'e5' is not a legal move"},
+        RefusedCommand{"NoMove", "\nfly", "line 2: 'fly' is neither a move nor a command"},
+        RefusedCommand{"NoCommand", "fly away", "there is no command 'fly'"},
+        RefusedCommand{"Ambiguous", "fen 7k/8/8/8/8/8/8/KN3N2 w - - 0 1\nNd2", "Nb1d2"},
+        RefusedCommand{"BadFen", "fen 8/8 w - -", "board: 2 ranks"},
+        RefusedCommand{"NothingToTakeBack", "back", "fewer moves"},
+        RefusedCommand{"BackNowhere", "back 0", "usage: back"},
+        RefusedCommand{"NoHint", "hint", "no hint"},
+        RefusedCommand{"NoAlternative", "next", "no alternative"},
+        RefusedCommand{"NotThinking", "now", "not thinking"},
+        RefusedCommand{"NothingToStop", "stop", "not thinking"},
+        RefusedCommand{"LevelOutOfRange", "level depth 30 x", "not understood from 'x' on"},
+        RefusedCommand{"LevelTooShort", "level increment 5 0", "out of range"},
+        RefusedCommand{"NoFile", "load game /nowhere/x.pgn", "cannot be read"},
+        RefusedCommand{"NoFolder", "save game /nowhere/x.pgn", "cannot be written"},
+        RefusedCommand{"NoSetting", "settings 9 1", "there is no setting 9"},
+        RefusedCommand{"SettingNoNumber", "settings 204 x", "does not take 'x'"},
+        RefusedCommand{"SettingNoItem", "settings 211 1 kb", "one of 0 kb, 320 kb"},
+        RefusedCommand{"SwitchedAskew", "ponder perhaps", "usage: ponder on|off"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(Play, TakesBack) {
+    const Played played = Play("auto off\ne4\ne5\nback\nc5\nback 2\nfen\n");
+    EXPECT_EQ(played.code, 0) << played.err;
+    EXPECT_THAT(played.out, HasSubstr("Back to 1. e4\n1... c5\nBack at the start.\n"));
+    EXPECT_THAT(played.out, HasSubstr("RNBQKBNR w KQkq - 0 1\n"));
+    EXPECT_THAT(Play("level depth 1\ne4\nback\n").out, HasSubstr("Back at the start."));
+}
+
+TEST(Play, ObeysWhileTheEngineThinks) {
+    const Played played = Play("level infinite\ngo\ne4\nback\nlevel move 1\nnow\nmoves\n");
+    EXPECT_EQ(played.code, 1);
+    EXPECT_THAT(played.err, HasSubstr("line 3: the engine is thinking about its move"));
+    EXPECT_THAT(played.err, HasSubstr("torval: 3 commands were refused"));
+    EXPECT_THAT(played.out, HasSubstr("\n1. "));
+    const Played stopped = Play("level infinite\ngo\nstop\nmoves\ngo\nnew\nanalyse\nstop\ngo\n");
+    EXPECT_EQ(stopped.code, 0) << stopped.err;
+    EXPECT_THAT(stopped.out, HasSubstr("Stopped.\nNo moves yet.\n"));
+}
+
+TEST(Play, PondersBetweenTheMoves) {
+    const Played played = Play("level depth 2\nponder on\ne4\nhint\nponder off\nback\nd4\n");
+    EXPECT_THAT(played.out, HasSubstr("Back at the start.\n1. d4\n1... ")) << played.err;
+}
+
+TEST(Play, SavesAndLoadsAGame) {
+    const std::string file = FileFor("game.pgn");
+    const std::string fen = "r3k3/PPb5/8/3pP3/8/1B6/1B6/4K2R w Kq d6 0 1";
+    const Played saved = Play("auto off\nfen " + fen +
+                              "\nexd6\nBxd6\nbxa8=N\nKd7\nO-O\nBe7\nNc7\nKxc7\na8=Q\nsave game " +
+                              file + "\nmoves\nfen\n");
+    EXPECT_EQ(saved.code, 0) << saved.err;
+    const Played loaded = Play("load game " + file + "\nmoves\nfen\n");
+    EXPECT_EQ(loaded.code, 0) << loaded.err;
+    EXPECT_THAT(loaded.out, HasSubstr("1... d5 2. exd6 Bxd6 3. bxa8=N Kd7 4. O-O Be7"));
+    const std::string moves = loaded.out.substr(loaded.out.find("1... "));
+    EXPECT_TRUE(saved.out.ends_with(moves)) << saved.out;
+    std::filesystem::remove(file);
+}
+
+TEST(Play, KeepsItsGameWhenALoadFails) {
+    const std::string file = FileFor("bad.pgn");
+    std::ofstream(file) << "1. e4 e5 2. Ke3 *\n";
+    const Played played = Play("auto off\nd4\nload game " + file + "\nmoves\nd5\n");
+    EXPECT_EQ(played.code, 1);
+    EXPECT_THAT(played.err, HasSubstr("move 3 'Ke3' cannot be played"));
+    EXPECT_THAT(played.out, HasSubstr("1. d4\n1... d5\n"));
+    std::filesystem::remove(file);
+}
+
+TEST(Play, SavesAndLoadsSettings) {
+    const std::string file = FileFor("settings");
+    EXPECT_EQ(Play("settings 204 77\nlevel increment 60 2\nsave settings " + file).code, 0);
+    const Played loaded = Play("settings\nload settings " + file + "\nsettings\nlevel\nclock\n");
+    EXPECT_EQ(loaded.code, 0) << loaded.err;
+    EXPECT_THAT(loaded.out, HasSubstr("204  Thread margin: 0\n"));
+    EXPECT_THAT(loaded.out, HasSubstr("204  Thread margin: 77\n"));
+    EXPECT_THAT(loaded.out, HasSubstr("Level: 1:00 and 2 s a move.\nWhite 1:00, Black 1:00\n"));
+    std::filesystem::remove(file);
+}
+
+TEST(Play, ShowsTheSettingsInDutch) {
+    const Played played = Play("settings\nsettings 206\nsettings 213 on\n", {"--language", "nl"});
+    EXPECT_EQ(played.code, 0) << played.err;
+    EXPECT_THAT(played.out, HasSubstr("204  Thread marge: 0\n"));
+    EXPECT_THAT(played.out, HasSubstr("206  (x) Altijd beste zet\n213  [x] Engine heeft"));
+}
+
+TEST(Play, HelpFitsATerminal) {
+    std::istringstream help(Play("help\n").out);
+    int lines = 0;
+    for (std::string line; std::getline(help, line); ++lines) EXPECT_LE(line.size(), 79u) << line;
+    EXPECT_LE(lines, 23);
+}
+
+struct LevelCase {
+    const char* name;
+    const char* words;
+    const char* numbers;
+    const char* text;
+};
+class LevelTest : public testing::TestWithParam<LevelCase> {};
+
+TEST_P(LevelTest, IsReadFromWordsAndNumbers) {
+    for (const char* form : {GetParam().words, GetParam().numbers}) {
+        LEVEL level{};
+        std::string error;
+        ASSERT_TRUE(ReadLevel(SplitWords(form), &level, &error)) << error;
+        EXPECT_EQ(LevelText(level), GetParam().text);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Play,
+    LevelTest,
+    testing::Values(
+        LevelCase{"Depth", "depth 8", "0 8", "depth 8"},
+        LevelCase{"Plies", "plies 8", "3 8", "depth 8"},
+        LevelCase{
+            "Game", "game 40 moves in 300", "1 40 300", "40 moves in 5:00, then 40 moves in 5:00"},
+        LevelCase{"Periods",
+                  "game 40 moves in 300 then 20 moves in 60",
+                  "1 40 300 20 60",
+                  "40 moves in 5:00, then 20 moves in 1:00"},
+        LevelCase{"Rest",
+                  "game 40 moves in 300 then in 600",
+                  "1 40 300 0 600",
+                  "40 moves in 5:00, then 10:00 for the rest"},
+        LevelCase{"WholeGame", "game in 300", "1 0 300", "whole game in 5:00"},
+        LevelCase{"Move", "move 5", "2 5", "0:05 a move"},
+        LevelCase{"Average",
+                  "average 10 depth 7",
+                  "4 10 depth 7",
+                  "0:10 a move on average, depth 7 at most"},
+        LevelCase{"Increment", "increment 3600 2", "5 3600 2", "1:00:00 and 2 s a move"},
+        LevelCase{"Infinite", "infinite", "6", "infinite"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(Screen, FitsItsFrame) {
+    View view;
+    view.thinking = "Thinking: " + std::string(300, 'x');
+    view.level = std::string(100, 'y');
+    view.moves.assign(200, "100. Qa1xb2+ Qh8xg7+");
+    for (const bool ascii : {false, true}) {
+        view.style.ascii = ascii;
+        const auto lines = ScreenLines(view);
+        EXPECT_EQ(lines.size(), kScreenLines);
+        for (const std::string& line : lines) EXPECT_LE(Columns(line), kScreenWidth) << line;
+    }
+}
+
+TEST(Player, CompletesCommandsAndTheirWords) {
+    EXPECT_THAT(Player::Completions(""), testing::Contains("analyse"));
+    EXPECT_THAT(Player::Completions("level "), testing::Contains("increment"));
+    EXPECT_THAT(Player::Completions("save game "), testing::IsEmpty());
+}
+
+}  // namespace
+}  // namespace torval
