@@ -19,13 +19,18 @@ using testing::StartsWith;
 
 constexpr const char* kMove = "bestmove [a-h][1-8][a-h][1-8][nbrq]?( ponder .*)?";
 
-class Uci : public testing::Test {
-protected:
-    // Other tests leave the one engine of this process with tables and listeners of their own.
-    Uci() {
+/// Other tests leave the one engine of this process with tables and listeners of their own.
+struct FreshEngine {
+    FreshEngine() {
         StartEngine();
         InstallNotifications();
     }
+};
+
+class Uci : public testing::Test {
+protected:
+    // Before the dialogue, whose thread uses the engine from its first moment on.
+    FreshEngine fresh;
 
     std::string Go(const std::string& position, const std::string& go) {
         dialogue.Send("position " + position);
