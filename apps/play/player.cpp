@@ -184,7 +184,15 @@ void Player::PlayFound() {
 }
 
 void Player::Ponder() {
+    // Just behind a final record the engine's thread may still be on its way back from it.
+    constexpr int kTries = 100;
+    constexpr std::uint32_t kStepMs = 10;
     pondering_ = engine_->StartPondering(1) == S_OK;
+    for (int i = 0; !pondering_ && i < kTries && engine_->IsThinking() != S_OK; ++i) {
+        WaitForMessage(kStepMs);
+        PumpMessages();
+        pondering_ = engine_->StartPondering(1) == S_OK;
+    }
     analysing_ = false;
 }
 
