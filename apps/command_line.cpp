@@ -29,7 +29,8 @@ std::string Advice(const CLI::App& application) {
 }  // namespace
 
 int RunCommandLine(int count, const char* const* arguments, Console& console) {
-    CLI::App application("Torval, a chess engine: plays, searches, evaluates and counts moves.", "torval");
+    CLI::App application("Torval, a chess engine: plays, searches, evaluates and counts moves.",
+                         "torval");
     application.require_subcommand(1);
     AddPlayCommand(&application, console);
     AddSearchCommand(&application, console);
