@@ -5,6 +5,8 @@
 #include <cstring>
 #include <span>
 
+#include "book/books.h"
+#include "book/learn.h"
 #include "engine/engine_thread.h"
 #include "engine/notifications.h"
 #include "engine/settings_stream.h"
@@ -22,12 +24,6 @@ namespace {
 
 constexpr auto kRelaxed = std::memory_order_relaxed;
 
-/// Codes of a book that is not open.
-constexpr HRESULT kBookNotReadable = 16;
-constexpr HRESULT kBookNotOpened = 17;
-
-constexpr std::int32_t kBooks = 2;
-
 B_STATS ReadStatistics() {
     const SearchStatistics& statistics = think_controller.statistics;
     B_STATS stats{};
@@ -38,12 +34,16 @@ B_STATS ReadStatistics() {
     return stats;
 }
 
-/// Both books count as closed: the lists are empty, edits and openings fail.
+/// The books' moves, while no computation has the legal moves.
 template <typename BookMoves>
-HRESULT NoBookMoves(BookMoves* moves) {
+HRESULT FillBookMoves(BookMoves* moves) {
     if (!moves) return E_POINTER;
     *moves = {};
-    if (AnyFlag(FlagEngineToMove) || !has_legal_moves) moves->iStatus = StatusComputerToMove;
+    if (AnyFlag(FlagEngineToMove | FlagBusy) || !has_legal_moves) {
+        moves->iStatus = StatusComputerToMove;
+    } else {
+        CollectBookMoves(*legal_moves, moves);
+    }
     return S_OK;
 }
 
@@ -190,15 +190,11 @@ HRESULT CChessEngine::get_CLOCKS(CLOCKS* clocks) {
     return S_OK;
 }
 
-HRESULT CChessEngine::GetBookMoves(W_BOOKMOVES* moves) { return NoBookMoves(moves); }
+HRESULT CChessEngine::GetBookMoves(W_BOOKMOVES* moves) { return FillBookMoves(moves); }
 
 HRESULT CChessEngine::SelectBook(const char* str) {
     if (!str) return E_POINTER;
-    const std::size_t length = std::strlen(str);
-    char* const name = settings_block.UserBookName;
-    if (length < 1 || length >= sizeof settings_block.UserBookName) return StatusBadText;
-    std::memcpy(name, str, length + 1);
-    return kBookNotOpened;
+    return torval::SelectBook(str);
 }
 
 HRESULT CChessEngine::GetInfo(W_INFO* info) {
@@ -267,14 +263,19 @@ HRESULT CChessEngine::GetProgress(B_STATS* pStats, std::uint16_t* pCompletion) {
 
 HRESULT CChessEngine::CreateBook(const char*, const char*) { return E_NOTIMPL; }
 
-HRESULT CChessEngine::AddBookMoves(std::int32_t id, std::int32_t, std::int32_t, std::int32_t) {
+HRESULT CChessEngine::AddBookMoves(std::int32_t id,
+                                   std::int32_t cnt,
+                                   std::int32_t score,
+                                   std::int32_t flg) {
     if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
     if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    return id < 0 || id >= kBooks ? HRESULT{StatusBadValue} : kBookNotReadable;
+    return torval::AddBookMoves(id, cnt, score, flg);
 }
 
 HRESULT CChessEngine::DelBookMoves(std::int32_t id, std::int32_t cnt) {
-    return AddBookMoves(id, cnt, 0, 0);
+    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+    return torval::DelBookMoves(id, cnt);
 }
 
 HRESULT CChessEngine::VerifyDrawOffer() { return torval::VerifyDrawOffer() ? S_OK : S_FALSE; }
@@ -303,7 +304,7 @@ HRESULT CChessEngine::GetHint(EVAR* pEvar) {
     return ExpectedReply(pEvar);
 }
 
-HRESULT CChessEngine::GetBookMoves(W_BOOKMOVES2* moves) { return NoBookMoves(moves); }
+HRESULT CChessEngine::GetBookMoves(W_BOOKMOVES2* moves) { return FillBookMoves(moves); }
 
 HRESULT CChessEngine::GetBookVersion(std::uint32_t* dwVersion) {
     if (!dwVersion) return E_POINTER;

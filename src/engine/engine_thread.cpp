@@ -4,6 +4,7 @@
 #include <new>
 
 #include "board/position.h"
+#include "book/books.h"
 #include "engine/notifications.h"
 #include "game/game.h"
 #include "game/think.h"
@@ -101,6 +102,8 @@ void InitialiseOnce() {
     EngineThreadState& state = State();
     if (state.initialised) return;
     InstallNotifications();
+    // Without its books the engine plays on; a host that wants to know asks by SelectBook.
+    (void)OpenBooks();
     InitialiseEngine();
     state.initialised = true;
 }

@@ -138,6 +138,7 @@ void TakeBackMove() {
     record->move = Plain(marked);
     UnmakeMove();
     record->move = marked;
+    StoreGamePositionKey();
     GamePly.fetch_sub(1, kRelaxed);
 }
 

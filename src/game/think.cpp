@@ -4,6 +4,7 @@
 
 #include "board/attack.h"
 #include "board/make.h"
+#include "book/select.h"
 #include "eval/setup.h"
 #include "game/game.h"
 #include "platform/controller.h"
@@ -130,6 +131,21 @@ MoveEntry* Iterate(MoveList* root, Start start) {
     return best;
 }
 
+/// The books' choice becomes the root line. How many moves they chose.
+int PlayFromBook(MoveList* root) {
+    ThinkController& c = think_controller;
+    const std::uint32_t chosen = SelectBookMoves(root);
+    if (chosen == 0) return 0;
+    const Move move = EntryAt(root->quiet_head)->move;
+    LineTable[0][0] = Plain(move);
+    LineTable[0][1] = {};
+    c.line = {};
+    c.line.vlen = 1;
+    c.line.bstvar[0] = Plain(move);
+    c.book_ply = GamePly.load(kRelaxed);
+    return static_cast<int>(chosen);
+}
+
 /// Steps from the root list to the chosen move. How many root moves were chosen, 0 for none.
 int Drive(MoveList** root) {
     ThinkController& c = think_controller;
@@ -147,6 +163,9 @@ int Drive(MoveList** root) {
     ComputeBudget();
     ClockTick();
     SetUpEvaluation();
+    if (AnyFlag(FlagEngineToMove)) {
+        if (const int chosen = PlayFromBook(*root); chosen > 0) return chosen;
+    }
     MoveEntry* const best = Iterate(*root, start);
     if (!best) return 0;
     if (AnyFlag(FlagEngineToMove)) UseUpTime();

@@ -27,10 +27,16 @@ struct NotificationSink {
 extern NotificationSink notification_sink;
 
 /// Numbers of output_msg that are not outcomes of a move.
-enum : int { MsgStalemate = 7, MsgTimeForfeit = 21 };
+enum : int {
+    MsgStalemate = 7,
+    MsgBookNotReadable = 16,
+    MsgBookNotWritten = 17,
+    MsgBookDamaged = 18,
+    MsgTimeForfeit = 21,
+};
 
-inline void NotifyMsg(int id, int p1) {
-    if (notification_sink.output_msg) notification_sink.output_msg(id, p1, 0, "");
+inline void NotifyMsg(int id, int p1, const char* text = "") {
+    if (notification_sink.output_msg) notification_sink.output_msg(id, p1, 0, text);
 }
 
 }  // namespace torval

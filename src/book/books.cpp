@@ -1,0 +1,143 @@
+#include "book/books.h"
+
+#include <cstring>
+#include <iterator>
+#include <string_view>
+
+#include "board/legality.h"
+#include "platform/files.h"
+#include "platform/notify.h"
+#include "platform/settings.h"
+#include "platform/status.h"
+
+namespace torval {
+
+// Never destroyed: a host may release its engine, whose thread reads books, at the very end.
+BookManager& book_manager = *new BookManager;
+
+namespace {
+
+/// In BMOVE::flag: the move comes from the user book.
+constexpr std::uint8_t kFromUserBook = 0x20;
+
+std::string BookPath(std::string_view name) {
+    if (HasSeparator(name)) return NativeName(name);
+    return JoinName(DirectoryOf(HostFileName()), name);
+}
+
+/// With the lock held.
+int OpenBothBooks() {
+    BookFile& main_book = book_manager.books[MainBook];
+    if (!main_book.IsOpen()) {
+        const int opened = main_book.Open(BookPath(BookName(MainBook)));
+        if (opened != BookOpened) return opened;
+    }
+    const std::string_view name = BookName(UserBook);
+    return book_manager.books[UserBook].Open(name.empty() ? std::string() : BookPath(name));
+}
+
+BookResult<BookEntries> EntriesFor(BookFile* book, const BMOVE*) { return book->GetEntries4(); }
+
+BookResult<BookEntries> EntriesFor(BookFile* book, const BMOVE2*) {
+    return book->GetEntries16(ReadSetting(settings_block.ScoreConfidence));
+}
+
+void StoreCounts(const BookEntry&, BMOVE*) {}
+
+void StoreCounts(const BookEntry& entry, BMOVE2* move) {
+    move->totalplayed = static_cast<std::int32_t>(entry.games);
+    move->winwhite = static_cast<std::int32_t>(entry.white);
+    move->winblack = static_cast<std::int32_t>(entry.black);
+}
+
+/// The move with the notation marks that its position calls for, as the host sees moves.
+Move AnnotatedMove(const MoveList& legal, const BookEntry& entry) {
+    MoveEntry* const found = FindBookMove(legal.quiet_head, entry);
+    if (!found) return DecodeBookMove(entry.move);
+    MarkAmbiguity(legal, found);
+    const Move move = found->move;
+    found->move.from &= kSquareBits;
+    return move;
+}
+
+template <typename BookMoves>
+void Collect(const MoveList& legal, BookMoves* moves) {
+    BookOperation operation;
+    *moves = {};
+    const std::uint16_t use = ReadSetting(settings_block.BookUse);
+    for (const BookIndex index : {UserBook, MainBook}) {
+        if (!(use & (index == UserBook ? BookUseUser : BookUseMain))) continue;
+        const auto entries = EntriesFor(&book_manager.books[index], moves->MOVES);
+        if (entries.HasFailed()) {
+            operation.ReportReading(entries.error);
+            return;
+        }
+        for (std::size_t i = 0; i < entries.value.count; ++i) {
+            if (moves->NmbrOfMoves == std::size(moves->MOVES)) return;
+            const BookEntry& entry = entries.value.list[i];
+            auto& move = moves->MOVES[moves->NmbrOfMoves++];
+            move.move = AnnotatedMove(legal, entry);
+            move.score = entry.score;
+            move.flag = entry.flags;
+            if (index == UserBook) move.flag = static_cast<std::uint8_t>(move.flag + kFromUserBook);
+            StoreCounts(entry, &move);
+        }
+    }
+}
+
+}  // namespace
+
+const char* BookName(BookIndex index) {
+    return index == MainBook ? settings_block.MainBookName : settings_block.UserBookName;
+}
+
+int OpenBooks() {
+    const BookOperation operation;
+    return OpenBothBooks();
+}
+
+int SelectBook(const char* name) {
+    const std::size_t length = std::strlen(name);
+    if (length < 1 || length >= sizeof settings_block.UserBookName) return StatusBadText;
+    const BookOperation operation;
+    std::memcpy(settings_block.UserBookName, name, length + 1);
+    return OpenBothBooks();
+}
+
+void CollectBookMoves(const MoveList& legal, W_BOOKMOVES* moves) { Collect(legal, moves); }
+
+void CollectBookMoves(const MoveList& legal, W_BOOKMOVES2* moves) { Collect(legal, moves); }
+
+MoveEntry* FindBookMove(Link head, const BookEntry& stored) {
+    const Move wanted = DecodeBookMove(stored.move);
+    for (MoveEntry* entry = EntryAt(head); entry; entry = NextEntry(*entry)) {
+        const Move move = Plain(entry->move);
+        const bool same_squares = move.from == wanted.from && move.to == wanted.to;
+        if (same_squares && (wanted.flags == 0 || wanted.flags == move.flags)) return entry;
+    }
+    return nullptr;
+}
+
+BookOperation::~BookOperation() {
+    for (const BookIndex index : {UserBook, MainBook}) {
+        const int chains = book_manager.books[index].TakeEndlessChains();
+        for (int i = 0; i < chains; ++i) pending_.push_back({MsgBookDamaged, BookName(index)});
+    }
+    lock_.unlock();
+    for (const Pending& one : pending_) NotifyMsg(one.message, 0, one.book.c_str());
+}
+
+void BookOperation::Report(int message, BookErrorCode error) {
+    constexpr int kFirstSystemError = 0x100;
+    const bool main = static_cast<int>(error) >= kFirstSystemError;
+    pending_.push_back({message, BookName(main ? MainBook : UserBook)});
+}
+
+void BookOperation::ReportReading(BookErrorCode error) { Report(MsgBookNotReadable, error); }
+
+void BookOperation::ReportEditing(BookErrorCode error) {
+    const bool written = error != BookErrorCode::ShortWrite;
+    Report(written ? MsgBookNotReadable : MsgBookNotWritten, error);
+}
+
+}  // namespace torval

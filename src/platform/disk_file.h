@@ -1,0 +1,45 @@
+// A file that is read and written in place, each step answering whether it worked.
+//
+// Buffering  none: what Write has accepted the system holds.
+// Thread     one at a time.
+// Errors     false, or a short count; the file stays open and the next step starts afresh.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace torval {
+
+enum class DiskStep { Seek, Read, Write, Flush };
+
+/// Tests make a step fail by answering true; null otherwise.
+extern bool (*disk_step_fails)(DiskStep step);
+
+class DiskFile {
+public:
+    /// Opens an existing regular file for reading and writing.
+    bool Open(const std::string& name);
+    void Close() { file_.reset(); }
+    bool IsOpen() const { return file_ != nullptr; }
+
+    /// Bytes in the file; 0 when that cannot be told.
+    std::uint64_t Size() const;
+
+    bool Seek(std::uint64_t position);
+    /// How many bytes were read; fewer than asked for at the end of the file.
+    std::size_t Read(std::span<std::uint8_t> bytes);
+    bool Write(std::span<const std::uint8_t> bytes);
+    bool Flush();
+
+private:
+    struct Closer {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+    std::unique_ptr<std::FILE, Closer> file_;
+};
+
+}  // namespace torval
