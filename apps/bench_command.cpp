@@ -25,6 +25,7 @@ constexpr int kMaxDepth = 30;
 struct BenchOptions {
     int depth = kDefaultDepth;
     bool json = false;
+    std::string book;
 };
 
 /// Work done and the processor time it took.
@@ -70,6 +71,7 @@ Work CountPerftLeaves() {
 
 void RunBench(const BenchOptions& options, Console& console) {
     StartEngine();
+    UseBook(options.book);
     settings_block.Level.depth1 = static_cast<std::int16_t>(options.depth);
     Work search;
     auto nodes_by_position = nlohmann::ordered_json::array();
@@ -118,6 +120,7 @@ void AddBenchCommand(CLI::App* application, Console& console) {
             "iterations for each position (" + std::to_string(kDefaultDepth) + " if not given)")
         ->check(CLI::Range(1, kMaxDepth))
         ->type_name("");
+    AddBookOption(command, &options->book);
     command->add_flag("--json", options->json, "answer with one line of JSON");
     command->callback([options, &console] { RunBench(*options, console); });
 }

@@ -4,10 +4,13 @@
 #include <sstream>
 
 #include "apps/commands.h"
+#include "apps/host/book_text.h"
 #include "apps/notation.h"
 #include "apps/positions.h"
+#include "book/books.h"
 #include "eval/evaluate.h"
 #include "eval/setup.h"
+#include "game/game.h"
 
 namespace torval {
 
@@ -20,6 +23,7 @@ constexpr std::array<const char*, 6> kPhaseNames = {
 struct EvalOptions {
     PositionOptions position;
     bool json = false;
+    std::string book;
 };
 
 /// A row of the table: a term of both sides, in points.
@@ -85,8 +89,18 @@ void PrintTable(std::ostream& console_out) {
     console_out << out.str();
 }
 
+void PrintBookMoves(std::ostream& out) {
+    W_BOOKMOVES2 moves;
+    CHSBRD board;
+    CollectBookMoves(*legal_moves, &moves);
+    StorePosition(&board);
+    out << '\n';
+    for (const std::string& line : BookLines(moves, board)) out << line << '\n';
+}
+
 void RunEval(const EvalOptions& options, Console& console) {
     StartEngine();
+    UseBook(options.book);
     const bool many = !options.position.epd.empty();
     AnswerEach(options.position, console, [&](std::string_view fen) {
         if (options.json) {
@@ -96,6 +110,7 @@ void RunEval(const EvalOptions& options, Console& console) {
             console.out << fen << ": " << ScoreText(score) << '\n';
         } else {
             PrintTable(console.out);
+            if (!options.book.empty()) PrintBookMoves(console.out);
         }
     });
 }
@@ -108,6 +123,8 @@ void AddEvalCommand(CLI::App* application, Console& console) {
         application->add_subcommand("eval", "Evaluate a position without searching");
     AddFenOption(command, &options->position);
     AddEpdOption(command, &options->position);
+    command->add_option("--book", options->book, "tell the moves of this opening book as well")
+        ->type_name("FILE");
     command->add_flag("--json",
                       options->json,
                       "answer with one line of JSON, in 1/128 pawn: the score for the side to "

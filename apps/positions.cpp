@@ -4,9 +4,11 @@
 #include <fstream>
 #include <system_error>
 
+#include "apps/host/books.h"
 #include "apps/progress.h"
 #include "apps/text.h"
 #include "board/move_text.h"
+#include "book/books.h"
 #include "game/game.h"
 #include "game/think.h"
 #include "platform/flags.h"
@@ -107,6 +109,24 @@ void AddEpdOption(CLI::App* command, PositionOptions* options) {
     }
 }
 
+void AddBookOption(CLI::App* command, std::string* file) {
+    command->add_option("--book", *file, "play from this opening book")->type_name("FILE");
+}
+
+void UseBook(const std::string& file) {
+    if (file.empty()) return;
+    std::string full = std::filesystem::absolute(file).string();
+    if (full.size() >= sizeof settings_block.MainBookName) {
+        throw InputError("--book: the name of a book has at most 255 characters");
+    }
+    full.copy(settings_block.MainBookName, full.size());
+    settings_block.MainBookName[full.size()] = '\0';
+    settings_block.UserBookName[0] = '\0';
+    if (const int result = OpenBooks(); result != BookOpened) {
+        throw InputError("--book: " + BookProblem(file, result));
+    }
+}
+
 void StartEngine() {
     SetDefaultSettings();
     StartEngine(settings_block.TranspKB);
@@ -117,6 +137,7 @@ void StartEngine(std::uint32_t table_kilobytes) {
     settings_block.TranspKB = table_kilobytes;
     notification_sink = {};
     SkipList.clear();
+    CloseBooks();
     InitialiseEngine();
 }
 

@@ -27,6 +27,11 @@ void AddMovesOption(CLI::App* command, PositionOptions* options);
 /// To be added after --fen and, where the command has it, --moves.
 void AddEpdOption(CLI::App* command, PositionOptions* options);
 
+/// --book FILE, for a command that plays from no book without it.
+void AddBookOption(CLI::App* command, std::string* file);
+/// Opens the file as the main book; nothing for an empty name. After StartEngine.
+void UseBook(const std::string& file);
+
 /// The engine as it is when loaded, with default settings and a table of default size.
 void StartEngine();
 /// With a table of as many kilobytes, 0 for none.

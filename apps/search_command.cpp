@@ -36,6 +36,7 @@ struct SearchOptions {
     std::optional<int> seconds;
     std::optional<int> table_kilobytes;
     std::string skip;
+    std::string book;
     bool json = false;
 };
 
@@ -64,6 +65,8 @@ std::string LineText(const MAINVAR& line) {
 }
 
 void ReportLine(const MAINVAR& line) {
+    constexpr int kAlternatives = 3;
+    if (line.iCommand == kAlternatives) return;
     const std::uint32_t nodes = NodesSoFar();
     const auto seconds = std::chrono::duration<double>(Clock::now() - reporter.start).count();
     std::ostringstream row;
@@ -137,6 +140,10 @@ void PrintSummary(const Answer& answer, std::ostream& out) {
         out << NoMoveText() << '\n';
         return;
     }
+    if (answer.line.depth == 0) {
+        out << "Book move: " << Algebraic(answer.line.bstvar[0]) << '\n';
+        return;
+    }
     out << "\nBest move: " << Algebraic(answer.line.bstvar[0]) << "\nScore "
         << ScoreText(answer.line.score) << " at depth " << answer.line.depth << ", " << answer.nodes
         << " nodes (" << answer.quiescence_nodes << " of them in the capture search), "
@@ -149,6 +156,7 @@ void RunSearch(const SearchOptions& options, Console& console) {
     } else {
         StartEngine();
     }
+    UseBook(options.book);
     SetLevel(options);
     const bool many = !options.position.epd.empty();
     reporter = {.out = &console.out, .start = {}, .heading_due = true};
@@ -203,6 +211,7 @@ void AddSearchCommand(CLI::App* application, Console& console) {
                      "most kilobytes for the transposition table, 0 for none (1024 if not given)")
         ->check(CLI::Range(0, kMaxTableKilobytes))
         ->type_name("KB");
+    AddBookOption(command, &options->book);
     command->add_flag("--json", options->json, "answer with one line of JSON");
     command->callback([options, &console] { RunSearch(*options, console); });
 }

@@ -12,7 +12,22 @@ namespace torval {
 
 namespace {
 
-void RunPlay(PlayOptions options, Console& console) {
+constexpr const char* kNoBook = "none";
+constexpr int kNotOpened = 17;
+
+struct PlayArguments {
+    PlayOptions options;
+    std::string book;  ///< kNoBook; a file that stands for the main book; empty: the usual books
+};
+
+void RunPlay(PlayArguments arguments, Console& console) {
+    PlayOptions& options = arguments.options;
+    if (arguments.book != kNoBook) {
+        if (!arguments.book.empty() && access(arguments.book.c_str(), R_OK | W_OK) != 0) {
+            throw InputError("--book: " + BookProblem(arguments.book, kNotOpened));
+        }
+        options.books = PrepareBooks(arguments.book);
+    }
     const bool terminal =
         &console.in == &std::cin && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
     if (terminal) {
@@ -31,7 +46,8 @@ void RunPlay(PlayOptions options, Console& console) {
 }  // namespace
 
 void AddPlayCommand(CLI::App* application, Console& console) {
-    const auto options = std::make_shared<PlayOptions>();
+    const auto arguments = std::make_shared<PlayArguments>();
+    PlayOptions* const options = &arguments->options;
     CLI::App* const command = application->add_subcommand(
         "play", "Play a game; commands come from the terminal, or one a line from elsewhere");
     command->add_flag("--ascii", options->style.ascii, "draw the board with letters");
@@ -41,10 +57,12 @@ void AddPlayCommand(CLI::App* application, Console& console) {
     command->add_option("--language", options->language, "of the settings: en or nl")
         ->transform(CLI::CheckedTransformer(languages))
         ->option_text("LANGUAGE");
+    command->add_option("--book", arguments->book, "the main opening book, or none to play without")
+        ->option_text("FILE|none");
     command->footer(
         "Type 'help' there to see the commands. In a script, a refused command is\n"
         "reported with its line, the rest is carried out, and the exit code is 1.");
-    command->callback([options, &console] { RunPlay(*options, console); });
+    command->callback([arguments, &console] { RunPlay(*arguments, console); });
 }
 
 }  // namespace torval

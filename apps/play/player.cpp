@@ -23,8 +23,13 @@ const char* SideName(int side) { return side == 0 ? "White" : "Black"; }
 
 Player::Player(const PlayOptions& options)
     : options_(options), session_(Handlers()), engine_(session_.engine()) {
-    session_.Load(SettingsImage::Defaults());
+    SettingsImage settings = SettingsImage::Defaults();
+    settings.Set(settings::kMainBookName, options.books.MainName());
+    settings.Set(settings::kUserBookName, options.books.user);
+    settings.Set(settings::kBookUse, options.books.Use());
+    session_.Load(settings);
     session_.Start(kEvents);
+    OpenBooks();
     // The engine outlives a player within one process, and keeps its game and clocks.
     engine_->NewGame();
     LEVEL level;

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/host/books.h"
 #include "apps/host/pgn.h"
 #include "apps/host/session.h"
 #include "apps/play/screen.h"
@@ -29,6 +30,7 @@ struct Reply {
 struct PlayOptions {
     BoardStyle style;
     Language language = Language::English;
+    BookFiles books = {};  ///< to play from; none unless given
 };
 
 class Player {
@@ -123,6 +125,18 @@ private:
     Reply Flip(Words words);
     Reply Help(Words words);
     Reply Quit(Words words);
+
+    // player_books.cpp
+    void OpenBooks();
+    void ChangeSetting(const NumberSetting& setting, std::uint32_t value);
+    Reply Book(Words words);
+    Reply ListBook();
+    Reply EditBook(HRESULT result, const std::string& done);
+    Reply AddToBook(Words words);
+    Reply DeleteFromBook(Words words);
+    Reply ExcludeFromBook();
+    Reply BookMode(Words words);
+    Reply BookMargin(Words words);
 
     // player_files.cpp
     Reply Settings(Words words);

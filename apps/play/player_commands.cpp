@@ -37,6 +37,20 @@ std::vector<std::string> SplitLines(std::string_view text) {
     return lines;
 }
 
+constexpr std::string_view kBookForms =
+    "book                     the books' moves here, with their scores and games\n"
+    "book on|off              play from your book and the main book, or from none\n"
+    "book main|user|both      from one of them, or from both together\n"
+    "book add [N [SCORE]]     put the last N half-moves (all of them) into your book;\n"
+    "                         SCORE is White's view of the position, -127 to 127\n"
+    "book delete [N]          take the last move out, and up to N while none is left\n"
+    "book exclude             keep the last move from being played\n"
+    "book mode best           play the best move of the books\n"
+    "book mode games          as often as in the games that a book counts\n"
+    "book mode score          good scores more often\n"
+    "book mode even           all good moves equally often\n"
+    "book margin N            how far below the best score a good move may lie\n";
+
 /// "on" or "off"; without a word the switch is only told.
 bool ReadSwitch(std::span<const std::string_view> words, bool* value) {
     if (words.empty()) return true;
@@ -62,6 +76,11 @@ const std::vector<Player::Command>& Player::Commands() {
         {"draw", "draw", "offer a draw", "", &Player::Draw},
         {"new", "new", "begin a new game", "", &Player::New},
         {"fen", "fen [FEN]", "set up a position, or write the present one", "", &Player::Fen},
+        {"book",
+         "book [WORDS]",
+         "the books' moves; 'help book' tells how to use and edit them",
+         "on off main user both add delete exclude mode margin",
+         &Player::Book},
         {"level",
          "level [LEVEL]",
          "how strong and fast: 'help level' lists the forms",
@@ -97,7 +116,7 @@ const std::vector<Player::Command>& Player::Commands() {
         {"moves", "moves", "list the moves of the game", "", &Player::Moves},
         {"board", "board", "draw the board", "", &Player::Board},
         {"flip", "flip", "turn the board round", "", &Player::Flip},
-        {"help", "help [COMMAND]", "this list", "level", &Player::Help},
+        {"help", "help [COMMAND]", "this list", "level book", &Player::Help},
         {"quit", "quit", "leave", "", &Player::Quit},
     };
     return commands;
@@ -349,6 +368,7 @@ Reply Player::Flip(Words words) {
 
 Reply Player::Help(Words words) {
     if (words.size() == 1 && words[0] == "level") return {true, SplitLines(kLevelForms)};
+    if (words.size() == 1 && words[0] == "book") return {true, SplitLines(kBookForms)};
     Reply reply;
     for (const Command& command : Commands()) {
         if (!words.empty() && words[0] != command.name) continue;

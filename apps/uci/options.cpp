@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <utility>
 
 #include "apps/text.h"
@@ -19,6 +20,9 @@ enum class Kind {
     Ponder,        ///< told to the user interface only: it decides
     Overhead,      ///< the host's own
     CaptureDepth,  ///< how far below the horizon captures are searched; 0: to their end
+    OwnBook,       ///< play from the books
+    BookFile,      ///< a book that stands for the usual one
+    BookMode,      ///< how its moves are chosen
 };
 
 struct Option {
@@ -40,6 +44,9 @@ constexpr std::array kOptions = {
     Option{"Clear Hash", Kind::Button, 0, 0},
     Option{"Use Hash Table", Kind::Check, 0, 1, settings::kTranspFlags, settings::kTableInUse},
     Option{"Ponder", Kind::Ponder, 0, 1},
+    Option{"OwnBook", Kind::OwnBook, 0, 1},
+    Option{"BookFile", Kind::BookFile, 0, 0},
+    Option{"BookMode", Kind::BookMode, 0, 0},
     Option{"Move Overhead", Kind::Overhead, 0, 5000},
     Option{"Low Priority", Kind::Check, 0, 1, settings::kBrainFlags, settings::kLowPriority},
     Option{"Capture Search Depth", Kind::CaptureDepth, 0, 30},
@@ -54,6 +61,15 @@ constexpr std::array kOptions = {
     Option{"Late Margin Time", Kind::Number, 0, 10000, settings::kLateMarginMs},
 };
 
+/// The values of BookMode, in the order of the engine's setting.
+constexpr std::array<std::string_view, 4> kBookModes = {"Best", "Games", "Score", "Even"};
+
+/// How the protocol writes a text of no characters.
+constexpr std::string_view kEmptyText = "<empty>";
+
+constexpr std::uint32_t kUseMainBook = 1;
+constexpr std::uint32_t kUseUserBook = 2;
+
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool SameName(std::string_view one, std::string_view other) {
@@ -66,14 +82,26 @@ std::int64_t CaptureDepth(const SettingsImage& image) {
     return -std::int64_t{image.Level().depth2};
 }
 
+/// " default Even var Best var Games ..."
+std::string BookModeText(const SettingsImage& image) {
+    std::string text = " default ";
+    text += kBookModes.at(image.Get(settings::kBookMode));
+    for (const std::string_view mode : kBookModes) text.append(" var ").append(mode);
+    return text;
+}
+
 }  // namespace
 
 ProtocolOptions::ProtocolOptions(SettingsImage defaults)
     : image_(std::move(defaults)), overhead_ms_(kDefaultOverheadMs) {
     image_.Set(settings::kTranspKB, kDefaultHash * kKilobytes);
+    image_.Set(settings::kUserBookName, "");
+    UseBooks();
 }
 
 bool ProtocolOptions::IsClearHash(std::string_view name) { return SameName(name, "Clear Hash"); }
+
+bool ProtocolOptions::IsBookFile(std::string_view name) { return SameName(name, "BookFile"); }
 
 void ProtocolOptions::Describe(LineWriter* out) const {
     for (const Option& option : kOptions) {
@@ -93,6 +121,11 @@ void ProtocolOptions::Describe(LineWriter* out) const {
             case Kind::Ponder: check(false); break;
             case Kind::Overhead: spin(overhead_ms_); break;
             case Kind::CaptureDepth: spin(CaptureDepth(image_)); break;
+            case Kind::OwnBook: check(own_book_); break;
+            case Kind::BookFile:
+                out->Write(head + "string default " + std::string(kEmptyText));
+                break;
+            case Kind::BookMode: out->Write(head + "combo" + BookModeText(image_)); break;
         }
     }
 }
@@ -102,6 +135,9 @@ std::string ProtocolOptions::Set(std::string_view name, const std::string& value
         if (!SameName(kOptions[i].name, name)) continue;
         switch (kOptions[i].kind) {
             case Kind::Button: return {};
+            case Kind::BookFile: return SetBookFile(value);
+            case Kind::BookMode: return SetBookMode(value);
+            case Kind::OwnBook:
             case Kind::Check:
             case Kind::Ponder: return SetCheck(i, value);
             default: return SetNumber(i, value);
@@ -117,6 +153,11 @@ std::string ProtocolOptions::SetCheck(std::size_t index, const std::string& valu
         return std::string(option.name) + " is either true or false, not " + Quote(value);
     }
     if (option.kind == Kind::Ponder) return {};
+    if (option.kind == Kind::OwnBook) {
+        own_book_ = on;
+        UseBooks();
+        return {};
+    }
     if (option.bit == settings::kTableInUse &&
         option.setting.offset == settings::kTranspFlags.offset && on && !table_exists_) {
         return "there is no hash table to use";
@@ -151,6 +192,41 @@ std::string ProtocolOptions::SetNumber(std::size_t index, const std::string& val
         changed_ = true;
     }
     return remark;
+}
+
+std::string ProtocolOptions::SetBookMode(const std::string& value) {
+    for (std::uint32_t mode = 0; mode < kBookModes.size(); ++mode) {
+        if (!SameName(kBookModes[mode], value)) continue;
+        image_.Set(settings::kBookMode, mode);
+        changed_ = true;
+        return {};
+    }
+    return "BookMode is Best, Games, Score or Even, not " + Quote(value);
+}
+
+std::string ProtocolOptions::SetBookFile(const std::string& value) {
+    std::string file = SameName(value, kEmptyText) ? std::string() : value;
+    // A relative name is the user's, not one beside the program.
+    if (!file.empty()) file = std::filesystem::absolute(file).string();
+    if (!image_.Set(settings::kUserBookName, file)) {
+        return "the name of a book has at most 255 characters";
+    }
+    book_file_ = std::move(file);
+    UseBooks();
+    return {};
+}
+
+/// The usual books or the one that stands for them, while the engine is to use any.
+void ProtocolOptions::UseBooks() {
+    const std::uint32_t books = book_file_.empty() ? kUseMainBook : kUseUserBook;
+    const std::uint32_t others = image_.Get(settings::kBookUse) & ~(kUseMainBook | kUseUserBook);
+    image_.Set(settings::kBookUse, others | (own_book_ ? books : 0));
+    changed_ = true;
+}
+
+void ProtocolOptions::SetMainBook(const std::string& file) {
+    // The engine opens the other book only behind a main book.
+    image_.Set(settings::kMainBookName, file.empty() ? book_file_ : file);
 }
 
 std::string ProtocolOptions::SetHash(std::uint32_t megabytes) {

@@ -31,6 +31,15 @@ public:
 
     static bool IsClearHash(std::string_view name);
 
+    /// Whether the name is that of the option BookFile, whose new value is to be opened.
+    static bool IsBookFile(std::string_view name);
+
+    /// The book to play from while BookFile names no other; empty for none.
+    void SetMainBook(const std::string& file);
+    /// The file that stands for these; empty for none.
+    const std::string& book_file() const { return book_file_; }
+    bool own_book() const { return own_book_; }
+
     const SettingsImage& image() const { return image_; }
     std::int64_t overhead_ms() const { return overhead_ms_; }
 
@@ -41,9 +50,14 @@ private:
     std::string SetNumber(std::size_t index, const std::string& value);
     std::string SetCheck(std::size_t index, const std::string& value);
     std::string SetHash(std::uint32_t megabytes);
+    std::string SetBookMode(const std::string& value);
+    std::string SetBookFile(const std::string& value);
+    void UseBooks();
 
     SettingsImage image_;
     std::int64_t overhead_ms_;
+    std::string book_file_;
+    bool own_book_ = false;
     bool fixed_ = false;
     bool table_exists_ = true;
     bool changed_ = false;

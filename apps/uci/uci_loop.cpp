@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "apps/fen.h"
+#include "apps/host/books.h"
 #include "apps/host/session.h"
 #include "apps/text.h"
 #include "apps/uci/command.h"
@@ -50,6 +51,7 @@ private:
     void Handle(const Command& command);
     void Start();
     void FinishSearch();
+    void OpenBookFile();
     void SetOption(const Command& command);
     void SetPosition(const std::string& fen, const std::vector<std::string>& moves);
     void Go(const GoLimits& limits);
@@ -132,9 +134,23 @@ void UciLoop::Handle(const Command& command) {
 /// The first time: all options that were set by now become one stream of settings.
 void UciLoop::Start() {
     if (session_.started()) return;
+    const BookFiles books = PrepareMainBook();
+    options_.SetMainBook(books.main);
     session_.Load(options_.image());
     session_.Start(EventMainVar | EventNextMove | EventMsg);
     options_.Fix(SettingsImage::Of(session_.engine()));
+    if (options_.own_book() && options_.book_file().empty()) {
+        for (const std::string& remark : books.remarks) Remark(remark);
+    }
+    OpenBookFile();
+}
+
+/// The engine tells only here whether it could open its books.
+void UciLoop::OpenBookFile() {
+    const std::string& file = options_.book_file();
+    if (file.empty()) return;
+    const HRESULT result = session_.engine()->SelectBook(file.c_str());
+    if (result != S_OK) Remark(BookProblem(file, result));
 }
 
 void UciLoop::FinishSearch() {
@@ -148,6 +164,10 @@ void UciLoop::FinishSearch() {
 
 void UciLoop::SetOption(const Command& command) {
     Remark(options_.Set(command.name, command.value));
+    if (ProtocolOptions::IsBookFile(command.name) && session_.started()) {
+        FinishSearch();
+        OpenBookFile();
+    }
     if (!ProtocolOptions::IsClearHash(command.name) || !session_.started()) return;
     // A new game clears the table.
     FinishSearch();

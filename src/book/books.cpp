@@ -96,6 +96,11 @@ int OpenBooks() {
     return OpenBothBooks();
 }
 
+void CloseBooks() {
+    const BookOperation operation;
+    for (BookFile& book : book_manager.books) book.Close();
+}
+
 int SelectBook(const char* name) {
     const std::size_t length = std::strlen(name);
     if (length < 1 || length >= sizeof settings_block.UserBookName) return StatusBadText;

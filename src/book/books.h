@@ -40,6 +40,9 @@ const char* BookName(BookIndex index);
 /// of opening that is not BookOpened; the main book's failure leaves the user book as it was.
 int OpenBooks();
 
+/// Closes both, for an engine that is to begin anew.
+void CloseBooks();
+
 /// Stores the name of the user book and runs OpenBooks. StatusBadText: not 1 to 255 characters.
 int SelectBook(const char* name);
 

@@ -24,7 +24,7 @@ struct Played {
 };
 
 Played Play(const std::string& script, std::vector<const char*> options = {}) {
-    options.insert(options.begin(), {"torval", "play", "--ascii"});
+    options.insert(options.begin(), {"torval", "play", "--ascii", "--book=none"});
     std::istringstream in(script);
     std::ostringstream out;
     std::ostringstream err;

@@ -46,10 +46,6 @@ std::string BookTest::CopyOfReference(const std::string& name) const {
     return path;
 }
 
-void BookTest::CloseBooks() {
-    for (BookFile& book : book_manager.books) book.Close();
-}
-
 int BookTest::Open(const std::string& main_book, const std::string& user_book) {
     CloseBooks();
     SettingsBlock& s = settings_block;

@@ -38,7 +38,6 @@ protected:
     /// Opens files as the main and the user book, none where the path is empty, and enables those.
     /// What OpenBooks answers.
     static int Open(const std::string& main_book, const std::string& user_book = {});
-    static void CloseBooks();
 
     static BookFile& Main() { return book_manager.books[MainBook]; }
 

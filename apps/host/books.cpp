@@ -1,0 +1,117 @@
+#include "apps/host/books.h"
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "apps/text.h"
+#include "book/new_book.h"
+
+namespace torval {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kMainBook = "TORVAL.BK1";
+constexpr const char* kUserBook = "USERBOOK.BK";
+
+bool IsWritableFile(const fs::path& path) {
+    std::error_code error;
+    return fs::is_regular_file(path, error) && access(path.c_str(), R_OK | W_OK) == 0;
+}
+
+/// The shipped book, whether or not it can be written; empty when there is none.
+fs::path ShippedBook() {
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error).parent_path();
+    for (const char* directory : {".", "share/torval", "../share/torval"}) {
+        const fs::path path = (program / directory / kMainBook).lexically_normal();
+        if (fs::is_regular_file(path, error)) return path;
+    }
+    return {};
+}
+
+/// Puts a file into place whole or not at all, and never over one that is there.
+bool PutFile(const fs::path& path, const std::string& bytes) {
+    std::error_code error;
+    fs::create_directories(path.parent_path(), error);
+    const fs::path beside = path.string() + "." + std::to_string(getpid());
+    std::ofstream file(beside, std::ios::binary | std::ios::trunc);
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    file.close();
+    if (file) fs::create_hard_link(beside, path, error);
+    // Another process may have been faster; its file serves as well.
+    std::error_code ignored;
+    fs::remove(beside, ignored);
+    return IsWritableFile(path);
+}
+
+std::string BytesOf(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::string MainBook(const fs::path& data, std::vector<std::string>* remarks) {
+    const fs::path shipped = ShippedBook();
+    const fs::path copy = data / kMainBook;
+    if (IsWritableFile(shipped)) return shipped;
+    if (!data.empty() && IsWritableFile(copy)) return copy;
+    if (shipped.empty()) {
+        remarks->push_back(std::string("the main opening book, ") + kMainBook + ", is missing");
+        return {};
+    }
+    if (!data.empty() && PutFile(copy, BytesOf(shipped))) return copy;
+    remarks->push_back("the main opening book " + Quote(shipped.string()) +
+                       " cannot be written, nor copied to " + Quote(data.string()));
+    return {};
+}
+
+std::string UserBook(const fs::path& data, std::vector<std::string>* remarks) {
+    const fs::path path = data / kUserBook;
+    if (!data.empty()) {
+        const std::vector<std::uint8_t> empty = EmptyBook({.comment = "Moves added while playing"});
+        if (IsWritableFile(path) || PutFile(path, {empty.begin(), empty.end()})) return path;
+    }
+    remarks->push_back("there is no user book: " + Quote(path.string()) + " cannot be written");
+    return {};
+}
+
+}  // namespace
+
+std::string UserDataDirectory() {
+    const char* const data = std::getenv("XDG_DATA_HOME");
+    // A relative directory is to be ignored.
+    if (data && data[0] == '/') return std::string(data) + "/torval";
+    const char* const home = std::getenv("HOME");
+    return home && home[0] == '/' ? std::string(home) + "/.local/share/torval" : std::string();
+}
+
+BookFiles PrepareMainBook() {
+    BookFiles files;
+    files.main = MainBook(UserDataDirectory(), &files.remarks);
+    return files;
+}
+
+BookFiles PrepareBooks(const std::string& main) {
+    BookFiles files;
+    if (main.empty()) files = PrepareMainBook();
+    if (!main.empty()) files.main = fs::absolute(main).string();
+    files.user = UserBook(UserDataDirectory(), &files.remarks);
+    return files;
+}
+
+std::string BookProblem(const std::string& path, int result) {
+    switch (result) {
+        case 7: return "the name of a book has at most 255 characters";
+        case 18: return Quote(path) + " is no opening book";
+        case 17: return "the book " + Quote(path) + " is missing or cannot be written";
+        default: return "the book " + Quote(path) + " cannot be opened";
+    }
+}
+
+}  // namespace torval

@@ -1,0 +1,43 @@
+// Where the opening books of a host lie: the one that is shipped, and the user's own.
+//
+// Places   the shipped book TORVAL.BK1 is looked for beside the program, in share/torval there, and
+//          in ../share/torval. The engine writes to its books, so where the shipped one cannot be
+//          written a copy in the user's data directory stands for it. The user's book, USERBOOK.BK,
+//          lies in the data directory and begins empty.
+// Data directory  $XDG_DATA_HOME/torval, else ~/.local/share/torval.
+// Source   the XDG Base Directory Specification.
+// Errors   an empty name where a book cannot be had, and a sentence about it in `remarks`.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace torval {
+
+struct BookFiles {
+    std::string main;  ///< full name of a book that can be written; empty: none
+    std::string user;  ///< likewise; an empty book when it was not there
+
+    /// The name to give the engine as its main book. Without one it would not open the user's, so
+    /// that stands in.
+    const std::string& MainName() const { return main.empty() ? user : main; }
+    /// BookUse bits for the books there are.
+    std::uint32_t Use() const { return (main.empty() ? 0U : 1U) | (user.empty() ? 0U : 2U); }
+
+    std::vector<std::string> remarks;
+};
+
+/// Finds the books, copying or creating what has to be. A name given stands for the main book.
+BookFiles PrepareBooks(const std::string& main = {});
+
+/// Only the main one; `user` stays empty.
+BookFiles PrepareMainBook();
+
+/// The data directory, which may not exist; empty when no home is known.
+std::string UserDataDirectory();
+
+/// A sentence for a result of SelectBook that is not 0.
+std::string BookProblem(const std::string& path, int result);
+
+}  // namespace torval

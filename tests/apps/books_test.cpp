@@ -1,0 +1,149 @@
+// Opening books as the hosts and commands use them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "apps/command_line.h"
+#include "apps/host/books.h"
+#include "apps/positions.h"
+#include "engine/notifications.h"
+#include "support/uci_dialogue.h"
+
+namespace torval {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+/// A data directory of its own, and a statistics book with 1. e4 (900 games) and 1. d4 (700).
+class HostBooks : public testing::Test {
+protected:
+    HostBooks() {
+        std::string pattern = (fs::temp_directory_path() / "torval-books-XXXXXX").string();
+        home_ = mkdtemp(pattern.data());
+        setenv("XDG_DATA_HOME", home_.c_str(), 1);
+        book_ = (home_ / "book.bx").string();
+        fs::copy(TORVAL_TEST_DATA "/reference/book/sample2.bx", book_);
+        StartEngine();
+        InstallNotifications();
+    }
+    ~HostBooks() override {
+        fs::remove_all(home_);
+        unsetenv("XDG_DATA_HOME");
+        StartEngine();
+    }
+
+    struct Ran {
+        int code;
+        std::string out, err;
+    };
+    static Ran Run(std::vector<const char*> words, const std::string& script = {}) {
+        words.insert(words.begin(), "torval");
+        std::istringstream in(script);
+        std::ostringstream out;
+        std::ostringstream err;
+        Console console{in, out, err, false};
+        const int code = RunCommandLine(static_cast<int>(words.size()), words.data(), console);
+        return {code, out.str(), err.str()};
+    }
+
+    fs::path home_;
+    std::string book_;
+};
+
+TEST_F(HostBooks, TheUserBookBeginsEmptyAndStays) {
+    const BookFiles files = PrepareBooks(book_);
+    EXPECT_EQ(files.user, (home_ / "torval/USERBOOK.BK").string());
+    ASSERT_TRUE(fs::is_regular_file(files.user));
+    std::ofstream(files.user, std::ios::app) << "x";
+    const auto size = fs::file_size(files.user);
+    EXPECT_EQ(PrepareBooks(book_).user, files.user);
+    EXPECT_EQ(fs::file_size(files.user), size);
+    // Nowhere to put it: said in words.
+    std::ofstream(home_ / "file") << "";
+    setenv("XDG_DATA_HOME", (home_ / "file").c_str(), 1);
+    const BookFiles none = PrepareBooks(book_);
+    EXPECT_EQ(none.user, "");
+    ASSERT_EQ(none.remarks.size(), 1U);
+    EXPECT_THAT(none.remarks[0], HasSubstr("there is no user book"));
+}
+
+TEST_F(HostBooks, APlayerLearnsAndForgetsMoves) {
+    const Ran ran = Run({"play", "--book", book_.c_str()},
+                        "auto off\nbook\ne4\nc6\nbook\nbook add 1 -25\nback 1\nbook\n"
+                        "c6\nbook exclude\nback 1\nbook\nc6\nbook delete\nback 1\nbook\n");
+    EXPECT_EQ(ran.code, 0) << ran.err;
+    EXPECT_THAT(ran.out, HasSubstr("e4          5      900   34%   37%   29%\n"));
+    EXPECT_THAT(ran.out,
+                HasSubstr("The books have no move here.\nYour book has the last half-move"));
+    EXPECT_THAT(ran.out, HasSubstr("\nc6         25                            user book\n"));
+    EXPECT_THAT(ran.out, HasSubstr("\nc6          0                            user book, not pl"));
+    EXPECT_THAT(ran.out.substr(ran.out.rfind("no more.")), Not(HasSubstr("c6 ")));
+}
+
+TEST_F(HostBooks, APlayerChoosesHowBooksAreUsed) {
+    const Ran ran = Run({"play", "--book", book_.c_str()},
+                        "book mode best\ngo\nnew\nbook off\nbook\nbook on\nbook margin 7\n"
+                        "book margin\nbook mode sideways\nbook 1 2\n");
+    EXPECT_EQ(ran.code, 1);
+    EXPECT_THAT(ran.out, HasSubstr("1. e4  (book)"));
+    EXPECT_THAT(ran.out, HasSubstr("without books.\nThe books have no move here.\n"));
+    EXPECT_THAT(ran.out, HasSubstr("down to 7 below the best are played.\nBook moves down to 7"));
+    EXPECT_THAT(ran.err, HasSubstr("usage: book mode"));
+    EXPECT_THAT(ran.err, HasSubstr("usage: book ["));
+}
+
+TEST_F(HostBooks, CommandsUseABookOnlyWhenAskedTo) {
+    EXPECT_THAT(Run({"search", "--depth", "1"}).out, Not(HasSubstr("Book move")));
+    EXPECT_THAT(Run({"search", "--book", book_.c_str()}).out, StartsWith("Book move: "));
+    EXPECT_THAT(Run({"eval", "--book", book_.c_str()}).out, HasSubstr("d4          4      700"));
+    const std::string none = book_ + "x";
+    const Ran refused = Run({"search", "--book", none.c_str()});
+    EXPECT_NE(refused.code, 0);
+    EXPECT_THAT(refused.err, HasSubstr("is missing or cannot be written"));
+    EXPECT_THAT(Run({"search", "--depth", "1"}).out, Not(HasSubstr("Book move")));
+}
+
+TEST_F(HostBooks, TheProtocolPlaysFromABookOnlyWhenAskedTo) {
+    UciDialogue dialogue;
+    dialogue.Send("uci");
+    dialogue.Until("uciok");
+    EXPECT_EQ(dialogue.Count("option name OwnBook type check default false"), 1);
+    EXPECT_EQ(dialogue.Count("option name BookFile type string default <empty>"), 1);
+    EXPECT_EQ(dialogue.Count("option name BookMode type combo default Even var Best var Games var "
+                             "Score var Even"),
+              1);
+    dialogue.Send("setoption name BookFile value " + book_);
+    dialogue.Send("setoption name BookMode value Best");
+    const auto go = [&dialogue] {
+        dialogue.Forget();
+        dialogue.Send("position startpos");
+        dialogue.Send("go depth 2");
+        return dialogue.Until("bestmove");
+    };
+    go();
+    EXPECT_GT(dialogue.Count("info depth 2"), 0);
+    dialogue.Send("setoption name OwnBook value true");
+    EXPECT_THAT(go(), StartsWith("bestmove e2e4"));
+    EXPECT_EQ(dialogue.Count("info depth 2"), 0);
+    dialogue.Send("setoption name BookFile value /nonexistent/book");
+    dialogue.Ready();
+    EXPECT_EQ(dialogue.Count("info string the book '/nonexistent/book' is missing"), 1);
+    go();
+    EXPECT_GT(dialogue.Count("info depth 2"), 0);
+    dialogue.Send("setoption name BookMode value Sideways");
+    dialogue.Ready();
+    EXPECT_EQ(dialogue.Count("info string BookMode is Best, Games, Score or Even"), 1);
+}
+
+}  // namespace
+}  // namespace torval
