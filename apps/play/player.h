@@ -76,6 +76,7 @@ private:
         const char* help;
         const char* words;  ///< that may follow, for completion
         Reply (Player::*run)(Words);
+        bool listed = true;  ///< false: another command's line in the list tells of it too
     };
     static const std::vector<Command>& Commands();
 

@@ -78,7 +78,7 @@ const std::vector<Player::Command>& Player::Commands() {
         {"fen", "fen [FEN]", "set up a position, or write the present one", "", &Player::Fen},
         {"book",
          "book [WORDS]",
-         "the books' moves; 'help book' tells how to use and edit them",
+         "the books' moves; 'help book' tells more",
          "on off main user both add delete exclude mode margin",
          &Player::Book},
         {"level",
@@ -114,8 +114,8 @@ const std::vector<Player::Command>& Player::Commands() {
          &Player::Save},
         {"load", "load game|settings FILE", "read them back", "game settings", &Player::Load},
         {"moves", "moves", "list the moves of the game", "", &Player::Moves},
-        {"board", "board", "draw the board", "", &Player::Board},
-        {"flip", "flip", "turn the board round", "", &Player::Flip},
+        {"board", "board, flip", "draw the board, turn it round", "", &Player::Board},
+        {"flip", "flip", "turn the board round", "", &Player::Flip, false},
         {"help", "help [COMMAND]", "this list", "level book", &Player::Help},
         {"quit", "quit", "leave", "", &Player::Quit},
     };
@@ -371,7 +371,7 @@ Reply Player::Help(Words words) {
     if (words.size() == 1 && words[0] == "book") return {true, SplitLines(kBookForms)};
     Reply reply;
     for (const Command& command : Commands()) {
-        if (!words.empty() && words[0] != command.name) continue;
+        if (words.empty() ? !command.listed : words[0] != command.name) continue;
         std::string usage = command.usage;
         while (usage.size() < kUsageWidth) usage += ' ';
         reply.lines.push_back(usage + " " + command.help);

@@ -101,7 +101,6 @@ void ThreadProcedure(Ref<IStream> stream) {
 void InitialiseOnce() {
     EngineThreadState& state = State();
     if (state.initialised) return;
-    InstallNotifications();
     // Without its books the engine plays on; a host that wants to know asks by SelectBook.
     (void)OpenBooks();
     InitialiseEngine();
@@ -116,6 +115,7 @@ HRESULT StartEngineThread(IUnknown* site) {
     if (ThreadSite()) return S_FALSE;
     if (!site) return E_POINTER;
     EngineThreadState& state = State();
+    InstallNotifications();
     InitialiseOnce();
     Ref<IChessEngineSite> own;
     const HRESULT asked = site->QueryInterface(IID_IChessEngineSite, own.ReceiveVoid());

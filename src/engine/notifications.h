@@ -28,7 +28,7 @@ void SetThreadSite(IChessEngineSite* site);
 /// Empties the slot and gives the reference back.
 void ReleaseThreadSite();
 
-/// Points the notification sink here. Once, when the engine is initialised.
+/// Points the notification sink here, for as long as nobody else takes it.
 void InstallNotifications();
 
 /// Sends a final result, whatever the mask.

@@ -12,7 +12,6 @@
 #include "apps/command_line.h"
 #include "apps/host/books.h"
 #include "apps/positions.h"
-#include "engine/notifications.h"
 #include "support/uci_dialogue.h"
 
 namespace torval {
@@ -34,7 +33,6 @@ protected:
         book_ = (home_ / "book.bx").string();
         fs::copy(TORVAL_TEST_DATA "/reference/book/sample2.bx", book_);
         StartEngine();
-        InstallNotifications();
     }
     ~HostBooks() override {
         fs::remove_all(home_);
