@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/host/openings.h"
 #include "apps/host/pgn.h"
 #include "apps/host/session.h"
 #include "apps/play/screen.h"
@@ -55,6 +56,9 @@ public:
     bool IsOver() const { return !over_.empty(); }
     bool HasQuit() const { return quit_; }
 
+    /// The game's opening, by the last named position that it went through; null before that.
+    const Opening* GameOpening() const { return plies_.empty() ? nullptr : plies_.back().opening; }
+
     /// Reads the clocks too, which may tell that a side has run out of time.
     View CurrentView();
 
@@ -67,6 +71,7 @@ private:
         CHSBRD before;
         std::string text;
         bool by_engine;
+        const Opening* opening;  ///< the last named position up to here, or null
     };
     struct Command {
         const char* name;
