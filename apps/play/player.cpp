@@ -90,7 +90,9 @@ CHSBRD Player::Position() const {
 }
 
 void Player::Append(const EVAR& move, const CHSBRD& before, bool by_engine) {
-    plies_.push_back({move, before, AlgebraicText(move, before), by_engine});
+    const Opening* const named = BuiltInOpenings().Find(Position());
+    plies_.push_back(
+        {move, before, AlgebraicText(move, before), by_engine, named ? named : GameOpening()});
     thought_.clear();
 }
 
@@ -288,6 +290,7 @@ View Player::CurrentView() {
     view.black_clock = ClockText(clocks.btime);
     view.moves = MoveLines();
     view.level = LevelText(level);
+    if (GameOpening()) view.opening = "Opening: " + GameOpening()->Text();
     const std::string side = SideName(view.board.color);
     if (IsOver()) {
         view.status = over_;

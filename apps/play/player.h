@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "apps/host/books.h"
+#include "apps/host/openings.h"
 #include "apps/host/pgn.h"
 #include "apps/host/session.h"
 #include "apps/play/screen.h"
@@ -57,6 +58,9 @@ public:
     bool IsOver() const { return !over_.empty(); }
     bool HasQuit() const { return quit_; }
 
+    /// The game's opening, by the last named position that it went through; null before that.
+    const Opening* GameOpening() const { return plies_.empty() ? nullptr : plies_.back().opening; }
+
     /// Reads the clocks too, which may tell that a side has run out of time.
     View CurrentView();
 
@@ -69,6 +73,7 @@ private:
         CHSBRD before;
         std::string text;
         bool by_engine;
+        const Opening* opening;  ///< the last named position up to here, or null
     };
     struct Command {
         const char* name;

@@ -129,6 +129,15 @@ PgnGame Player::Game() const {
                      {"White", engine_has(0) ? "Torval" : "?"},
                      {"Black", engine_has(1) ? "Torval" : "?"}};
     }
+    // A loaded game that was played on may have got another opening.
+    const Opening* const opening = GameOpening();
+    if (opening) {
+        std::erase_if(game.tags, [](const auto& tag) {
+            return tag.first == "ECO" || tag.first == "Opening" || tag.first == "Variation";
+        });
+        game.tags.emplace_back("ECO", opening->code);
+        game.tags.emplace_back("Opening", opening->name);
+    }
     game.fen = start_fen_;
     for (const Ply& ply : plies_) game.moves.push_back(ply.text);
     game.result = result_;

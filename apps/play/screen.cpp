@@ -105,7 +105,7 @@ std::vector<std::string> ScreenLines(const View& view) {
     for (std::size_t row = 0; row < lines.size(); ++row) {
         lines[row] = Padded(lines[row], kBoardColumns) + right[row];
     }
-    lines.emplace_back();
+    lines.push_back(view.opening);
     lines.push_back(view.status);
     // The line of thought may take two rows.
     std::string rest = view.thinking;

@@ -30,6 +30,7 @@ struct View {
     std::string black_clock;
     std::vector<std::string> moves;  ///< a line each, oldest first
     std::string level;
+    std::string opening;
     std::string status;
     std::string thinking;
 };

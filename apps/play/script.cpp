@@ -15,6 +15,7 @@ void Tell(const std::vector<std::string>& lines, std::ostream& out) {
 
 int PlayScript(Player& player, Console& console) {
     int refused = 0;
+    const Opening* told = nullptr;
     std::string line;
     for (int number = 1; !player.HasQuit() && std::getline(console.in, line); ++number) {
         const Reply reply = player.Execute(line);
@@ -29,6 +30,9 @@ int PlayScript(Player& player, Console& console) {
         }
         while (player.IsMoveDue()) player.Wait(-1, -1);
         Tell(player.TakeNews(), console.out);
+        const Opening* const opening = player.GameOpening();
+        if (opening && opening != told) Tell({"Opening: " + opening->Text()}, console.out);
+        told = opening;
     }
     return refused;
 }

@@ -160,6 +160,7 @@ void Terminal::Draw() {
         if (!drawn_.empty() && last == plain_last_) return;
         plain_last_ = last;
         drawn_ = BoardLines(view.board, nullptr, view.style);
+        if (!view.opening.empty()) drawn_.push_back(view.opening);
         TellAbove(drawn_);
         return;
     }

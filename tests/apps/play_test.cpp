@@ -16,6 +16,7 @@ namespace torval {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 struct Played {
     int code;
@@ -40,8 +41,9 @@ TEST(Play, PlaysFoolsMateToTheEnd) {
     const Played played = Play("auto off\nf3\ne7e5\ng2-g4\nQh4\nmoves\n");
     EXPECT_EQ(played.code, 0) << played.err;
     EXPECT_EQ(played.out,
-              "The engine moves only on 'go'.\n1. f3\n1... e5\n2. g4\n2... Qh4#\n"
-              "Checkmate. Black wins.\n1. f3 e5 2. g4 Qh4#\n");
+              "The engine moves only on 'go'.\n1. f3\nOpening: A00 Barnes Opening\n1... e5\n2. g4\n"
+              "2... Qh4#\nCheckmate. Black wins.\nOpening: A00 Barnes Opening: Fool's Mate\n"
+              "1. f3 e5 2. g4 Qh4#\n");
 }
 
 TEST(Play, AnswersEachMoveAndMates) {
@@ -129,7 +131,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Play, TakesBack) {
     const Played played = Play("auto off\ne4\ne5\nback\nc5\nback 2\nfen\n");
     EXPECT_EQ(played.code, 0) << played.err;
-    EXPECT_THAT(played.out, HasSubstr("Back to 1. e4\n1... c5\nBack at the start.\n"));
+    EXPECT_THAT(played.out,
+                HasSubstr("1... c5\nOpening: B20 Sicilian Defense\nBack at the start.\n"));
+    EXPECT_THAT(played.out, HasSubstr("Back to 1. e4\nOpening: B00 King's Pawn Game\n"));
     EXPECT_THAT(played.out, HasSubstr("RNBQKBNR w KQkq - 0 1\n"));
     EXPECT_THAT(Play("level depth 1\ne4\nback\n").out, HasSubstr("Back at the start."));
 }
@@ -163,6 +167,26 @@ TEST(Play, SavesAndLoadsAGame) {
     const std::string moves = loaded.out.substr(loaded.out.find("1... "));
     EXPECT_TRUE(saved.out.ends_with(moves)) << saved.out;
     std::filesystem::remove(file);
+}
+
+TEST(Play, NamesTheOpeningInTheGamesFile) {
+    const std::string file = FileFor("named.pgn");
+    const auto tags_of = [&file](const std::string& script) {
+        EXPECT_EQ(Play(script + "\nsave game " + file).code, 0);
+        std::ostringstream text;
+        text << std::ifstream(file).rdbuf();
+        std::filesystem::remove(file);
+        return text.str();
+    };
+    // Named by the last named position, also behind it and when that was reached another way.
+    EXPECT_THAT(tags_of("auto off\nd4\nc6\ne4\nd5\ne5\na5\na4"),
+                HasSubstr("[ECO \"B12\"]\n[Opening \"Caro-Kann Defense: Advance Variation\"]\n"));
+    // A loaded game that goes on gets its new name; one without a name has no such tag.
+    std::ofstream(file) << "[ECO \"A00\"]\n[Opening \"x\"]\n[Variation \"y\"]\n\n1. e4 c6 *\n";
+    const std::string renamed = tags_of("auto off\nload game " + file + "\nd4\nd5\ne5");
+    EXPECT_THAT(renamed, HasSubstr("[ECO \"B12\"]"));
+    EXPECT_THAT(renamed, Not(HasSubstr("Variation \"y\"")));
+    EXPECT_THAT(tags_of("fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1"), Not(HasSubstr("ECO")));
 }
 
 TEST(Play, KeepsItsGameWhenALoadFails) {

@@ -1,0 +1,61 @@
+// Names of openings, with their codes in the classification A00 to E99.
+//
+// Shape    a table of lines (code, name, moves) that becomes one of positions: a name belongs to
+//          the men on their squares and the side to move, by whatever order of moves they got there.
+// Source   data/openings.tsv, which is built into the program.
+// Thread   a table is constant once it is read; any thread. BuiltInOpenings reads it on first use.
+// Errors   text that begins with the number of the line; no table then.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "torval/records.h"
+
+namespace torval {
+
+struct Opening {
+    std::string_view code;  ///< "B12"
+    std::string_view name;  ///< "Caro-Kann Defense: Advance Variation", plain ASCII
+
+    /// "B12 Caro-Kann Defense: Advance Variation".
+    std::string Text() const;
+};
+
+class OpeningTable {
+public:
+    /// Reads lines of code, name and moves in coordinates from the usual start, divided by tabs.
+    /// Moves are followed, not checked against the rules beyond a man of the right side moving. The
+    /// table points into the lines. Two lines to one position are refused.
+    static std::optional<OpeningTable> Read(std::span<const std::string_view> lines,
+                                            std::string* error);
+
+    /// The opening that this very position is named after, or null.
+    const Opening* Find(const CHSBRD& board) const;
+
+    std::size_t size() const { return entries_.size(); }
+
+private:
+    /// The men as four bits each, two squares to a byte; then the side to move.
+    using Key = std::array<std::uint8_t, 33>;
+    struct Entry {
+        Key key;
+        Opening opening;
+    };
+
+    static Key KeyOf(const CHSBRD& board);
+
+    std::vector<Entry> entries_;  ///< by key
+};
+
+/// The lines of data/openings.tsv.
+std::span<const std::string_view> OpeningLines();
+
+const OpeningTable& BuiltInOpenings();
+
+}  // namespace torval
