@@ -159,7 +159,7 @@ protected:
     ~ISpecifyPropertyPages() = default;
 };
 
-void* AllocateTaskMemory(std::size_t bytes);  ///< null when there is none
-void FreeTaskMemory(void* block);
+TORVAL_API void* AllocateTaskMemory(std::size_t bytes);  ///< null when there is none
+TORVAL_API void FreeTaskMemory(void* block);
 
 }  // namespace torval
