@@ -58,7 +58,8 @@ TORVAL_API bool PeekMessage(Message* message, bool remove);
 /// Runs what a window-addressed message carries. Thread messages are nothing to it.
 TORVAL_API void DispatchMessage(const Message& message);
 
-/// Dispatches every window-addressed message that is pending; true if a quit message was taken.
+/// Takes every message that is pending, dispatches the window-addressed ones and drops the others;
+/// true as soon as it has taken a quit message.
 TORVAL_API bool PumpMessages();
 
 /// Readable while messages are pending; -1 without an apartment. Do not read from it.
