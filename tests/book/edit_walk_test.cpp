@@ -112,7 +112,7 @@ WalkedGame PlayRandomGame(TestRandom* random, const std::string& fen, int plies,
     EXPECT_TRUE(SetUpFen(fen, &error)) << error;
     WalkedGame game;
     for (int ply = 0; ply < plies && legal_moves->count > 0; ++ply) {
-        const int choices = random->Below(ply == 0 ? 2 : 4) == 0 ? legal_moves->count : 2;
+        const int choices = plies == 1 || random->Below(4) == 0 ? legal_moves->count : 2;
         MoveEntry* entry = EntryAt(legal_moves->quiet_head);
         for (int i = random->Below(std::min(choices, legal_moves->count)); i > 0; --i) {
             entry = NextEntry(*entry);
