@@ -142,6 +142,7 @@ bool Player::Wait(int input, int timeout_ms) {
     }
     const bool readable = session_.Wait(input, timeout_ms);
     if (thinking_ && final_) PlayFound();
+    SettleEnd();
     return readable;
 }
 
@@ -207,6 +208,10 @@ void Player::Halt() {
     }
     thinking_ = pondering_ = analysing_ = hurry_ = false;
     final_.reset();
+}
+
+void Player::SettleEnd() {
+    if (IsOver() && (thinking_ || pondering_)) Halt();
 }
 
 void Player::FindEnd(bool running) {
@@ -275,6 +280,7 @@ View Player::CurrentView() {
     CLOCKS clocks{};
     LEVEL level{};
     engine_->get_CLOCKS(&clocks);
+    SettleEnd();
     engine_->get_LEVEL(&level);
     view.board = Position();
     if (!plies_.empty()) view.last = plies_.back().move;
