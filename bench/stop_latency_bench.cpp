@@ -16,6 +16,7 @@
 
 #include "platform/object.h"
 #include "torval/apartment.h"
+#include "torval/engine.h"
 #include "torval/library.h"
 
 namespace torval {
@@ -44,7 +45,10 @@ public:
         return known ? static_cast<IChessEngineSite*>(this) : nullptr;
     }
     HRESULT OutputMove(W_BOARD*) override { return S_OK; }
-    HRESULT OutputNextMove(std::int32_t, std::int32_t, EVAR) override { return S_OK; }
+    HRESULT OutputNextMove(std::int32_t, std::int32_t, EVAR) override {
+        ++root_moves;
+        return S_OK;
+    }
     HRESULT OutputClocks(CLOCKS*) override { return S_OK; }
     HRESULT OutputMainVar(MAINVAR* line) override {
         if (line->iCommand != 4) return S_OK;
@@ -58,6 +62,7 @@ public:
         return S_OK;
     }
 
+    int root_moves = 0;
     int finals = 0;
     int final_moves = 0;
 };
@@ -119,13 +124,16 @@ void MeasureEnd(benchmark::State& state, EndSearch end) {
     std::mt19937 random(kSeed);
     std::vector<double> taken;
     for (auto _ : state) {
-        const std::uint32_t wait_ms = random() % kLongestWaitMs;
-        host.site->finals = 0;
+        const auto wait_ms = static_cast<std::uint32_t>(random() % kLongestWaitMs);
         if (!host.SetUp(taken.size() % kOpenings.size()) ||
             host.engine->StartComputerMove(0) != S_OK) {
             state.SkipWithError("the search does not begin");
             break;
         }
+        // The final record of the search before may still be on its way until this one begins.
+        host.site->root_moves = 0;
+        while (host.site->root_moves == 0) host.PumpFor(1);
+        host.site->finals = 0;
         host.PumpFor(wait_ms);
         const auto begun = Clock::now();
         const bool good = end(&host);
