@@ -172,9 +172,11 @@ void Player::PlayFound() {
         return;
     }
     Append(made.MOVES[0], before, true);
-    const std::string origin =
-        found.depth == 0 ? std::string("book")
-                         : ScoreText(found.score) + ", depth " + std::to_string(found.depth);
+    // Without a search the move comes from a book, which has no score, or was already found while
+    // the other side thought.
+    std::string origin = ScoreText(found.score) + ", depth " + std::to_string(found.depth);
+    if (found.depth == 0)
+        origin = found.score == 0 ? "book" : ScoreText(found.score) + ", foreseen";
     // What the move led to was told while it was made, and comes after it.
     news_.insert(news_.begin() + static_cast<std::ptrdiff_t>(news),
                  LastMoveText() + "  (" + origin + ")");

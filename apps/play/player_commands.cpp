@@ -231,7 +231,10 @@ Reply Player::Hint(Words words) {
     if (thinking_) return Refuse(6);
     EVAR move{};
     const HRESULT result = engine_->GetHint(&move);
-    if (result == S_FALSE) return Refuse("the engine has no hint here; 'analyse' finds one");
+    if (result == S_FALSE) {
+        return Refuse(pondering_ ? "the engine has no hint yet"
+                                 : "the engine has no hint here; 'analyse' finds one");
+    }
     if (result != S_OK) return Refuse(result);
     return Done("Perhaps " + LongText(move) + ".");
 }

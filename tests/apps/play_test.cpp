@@ -382,9 +382,34 @@ TEST(Screen, FitsItsFrame) {
     }
 }
 
+TEST(Player, TellsAForeseenMoveFromABookMove) {
+    constexpr int kPatience = 10000;
+    Player player({});
+    player.Execute("level depth 1");
+    player.Execute("analyse");
+    // Deep enough that the answer needs no search of its own.
+    const std::string deep = "Thinking: depth ";
+    int depth = 0;
+    for (int i = 0; i < kPatience && depth < 5; ++i) {
+        player.Wait(-1, 10);
+        const std::string thinking = player.CurrentView().thinking;
+        if (thinking.starts_with(deep)) depth = std::stoi(thinking.substr(deep.size()));
+    }
+    ASSERT_GE(depth, 5);
+    const std::string hint = player.Execute("hint").lines[0];
+    const std::size_t begin = hint.find(' ') + 1;
+    ASSERT_TRUE(player.Execute(hint.substr(begin, hint.size() - begin - 1)).accepted) << hint;
+    while (player.IsMoveDue()) player.Wait(-1, -1);
+    const std::vector<std::string> news = player.TakeNews();
+    ASSERT_EQ(news.size(), 1U);
+    EXPECT_THAT(news[0], testing::Not(HasSubstr("book")));
+    EXPECT_THAT(news[0], testing::AnyOf(HasSubstr(", foreseen)"), HasSubstr(", depth ")));
+}
+
 TEST(Player, CompletesCommandsAndTheirWords) {
     EXPECT_THAT(Player::Completions(""), testing::Contains("analyse"));
     EXPECT_THAT(Player::Completions("level "), testing::Contains("increment"));
+    EXPECT_THAT(Player::Completions("settings "), testing::ElementsAre("en", "nl"));
     EXPECT_THAT(Player::Completions("save game "), testing::IsEmpty());
 }
 
