@@ -40,6 +40,7 @@ int RunCommandLine(int count, const char* const* arguments, Console& console) {
     AddStateCommand(&application, console);
     AddParseCommand(&application, console);
     AddBenchCommand(&application, console);
+    AddBookCommand(&application, console);
     AddUciCommand(&application, console);
     try {
         application.parse(count, arguments);

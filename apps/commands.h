@@ -19,6 +19,7 @@ void AddPerftCommand(CLI::App* application, Console& console);
 void AddStateCommand(CLI::App* application, Console& console);
 void AddParseCommand(CLI::App* application, Console& console);
 void AddBenchCommand(CLI::App* application, Console& console);
+void AddBookCommand(CLI::App* application, Console& console);
 void AddUciCommand(CLI::App* application, Console& console);
 
 }  // namespace torval

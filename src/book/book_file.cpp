@@ -42,10 +42,10 @@ HashKey BookKey(std::uint8_t version_major) {
     return WithNonZeroSecondary(key);
 }
 
-int BookFile::Open(const std::string& path) {
+int BookFile::Open(const std::string& path, DiskAccess access) {
     Close();
     if (path.empty()) return BookOpened;
-    if (!file_.Open(path)) return BookNotOpened;
+    if (!file_.Open(path, access)) return BookNotOpened;
     BookHeader header;
     if (file_.Read(header.bytes) != header.bytes.size() || !header.MagicIsValid()) {
         Close();

@@ -69,7 +69,7 @@ public:
     /// BookOpened, also for an empty path, which only closes; BookNoMemory, BookNotOpened,
     /// BookNotABook: the book is closed then. An index that the file does not hold in full is
     /// filled up with empty slots.
-    int Open(const std::string& path);
+    int Open(const std::string& path, DiskAccess access = DiskAccess::ReadAndWrite);
     void Close();
     bool IsOpen() const { return file_.IsOpen(); }
 

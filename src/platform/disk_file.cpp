@@ -15,12 +15,12 @@ bool IsMadeToFail(DiskStep step) { return disk_step_fails && disk_step_fails(ste
 
 }  // namespace
 
-bool DiskFile::Open(const std::string& name) {
+bool DiskFile::Open(const std::string& name, DiskAccess access) {
     Close();
     // Opening a pipe or a device could wait for ever.
     std::error_code error;
     if (!std::filesystem::is_regular_file(name, error)) return false;
-    file_.reset(std::fopen(name.c_str(), "r+be"));
+    file_.reset(std::fopen(name.c_str(), access == DiskAccess::ReadOnly ? "rbe" : "r+be"));
     if (!file_) return false;
     std::setvbuf(file_.get(), nullptr, _IONBF, 0);
     return true;

@@ -19,10 +19,12 @@ enum class DiskStep { Seek, Read, Write, Flush };
 /// Tests make a step fail by answering true; null otherwise.
 extern bool (*disk_step_fails)(DiskStep step);
 
+enum class DiskAccess { ReadAndWrite, ReadOnly };
+
 class DiskFile {
 public:
-    /// Opens an existing regular file for reading and writing.
-    bool Open(const std::string& name);
+    /// Opens an existing regular file.
+    bool Open(const std::string& name, DiskAccess access = DiskAccess::ReadAndWrite);
     void Close() { file_.reset(); }
     bool IsOpen() const { return file_ != nullptr; }
 

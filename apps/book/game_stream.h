@@ -1,0 +1,81 @@
+// Collections of games of any size, read one game at a time.
+//
+// Shape    PGN, or plain lines: one line of moves in each text line, with move numbers or without,
+//          a result at its end or none; empty lines and those that begin with # are passed over.
+// Memory   one buffer of the file and one game's first moves, however long a game or a comment is.
+// Damage   a game that cannot be read is handed out with its `error`; reading goes on behind it. A
+//          line that begins with "[Event " starts a game even within a comment without an end.
+// Source   the Portable Game Notation standard of 1994.
+#pragma once
+
+#include <istream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "book/book_edit.h"
+
+namespace torval {
+
+struct StreamedGame {
+    std::size_t line = 0;  ///< where it begins; the first is 1
+    std::string fen;       ///< empty for the usual start
+    int white_elo = 0;     ///< 0: not told
+    int black_elo = 0;
+    GameResult result = GameResult::Other;  ///< a draw and an unknown one are Other
+    std::vector<std::string_view> moves;    ///< into `text`; valid until the next game is read
+    std::string text;
+    std::string error;  ///< empty, or what is wrong with the game
+};
+
+class GameStream {
+public:
+    enum class Shape { Pgn, Lines };
+
+    /// The stream must outlive this. Of each game the first `most_moves` moves are handed out.
+    GameStream(std::istream& in, Shape shape, std::size_t most_moves);
+
+    /// False at the end.
+    bool Next(StreamedGame* game);
+
+    std::uint64_t BytesRead() const { return bytes_read_; }
+
+private:
+    static constexpr int kEnd = -1;
+
+    int Peek() { return at_ < end_ || Refill() ? static_cast<unsigned char>(buffer_[at_]) : kEnd; }
+    void Take();
+    bool Refill();
+    /// Whether this text comes next; false too when less than it is left.
+    bool ComesNext(std::string_view text);
+    bool AtLineStart() const { return column_ == 0; }
+    bool AtNextGame() { return AtLineStart() && Peek() == '[' && ComesNext("[Event "); }
+
+    /// The next game, or what a comment behind the last one leaves: nothing.
+    bool ReadGame(StreamedGame* game);
+    void ReadPgnGame(StreamedGame* game);
+    void ReadLineGame(StreamedGame* game);
+    bool SkipBlanks();
+    void SkipLine();
+    void ReadTag(StreamedGame* game);
+    void SkipComment(StreamedGame* game);
+    void SkipVariations(StreamedGame* game);
+    std::string_view ReadWord();
+    /// Adds a word of the moves. True: it was a result.
+    bool AddWord(std::string_view word, StreamedGame* game);
+
+    std::istream& in_;
+    const Shape shape_;
+    const std::size_t most_moves_;
+    std::vector<char> buffer_;
+    std::size_t at_ = 0;
+    std::size_t end_ = 0;
+    std::uint64_t bytes_read_ = 0;
+    std::size_t line_ = 1;
+    std::size_t column_ = 0;
+    bool something_read_ = false;  ///< a tag or a word of the game
+    std::string word_;
+    std::vector<std::size_t> ends_;  ///< of the game's moves in its text
+};
+
+}  // namespace torval
