@@ -32,6 +32,8 @@ int RunCommandLine(int count, const char* const* arguments, Console& console) {
     CLI::App application("Torval, a chess engine: plays, searches, evaluates and counts moves.",
                          "torval");
     application.require_subcommand(1);
+    application.set_version_flag(
+        "--version", "Torval " TORVAL_VERSION, "Print the version and exit");
     AddPlayCommand(&application, console);
     AddSearchCommand(&application, console);
     AddEvalCommand(&application, console);

@@ -37,34 +37,35 @@ inline constexpr std::uint32_t kMessageQuit = 18;
 inline constexpr std::uint32_t kMessageTimer = 275;
 
 /// Gives the thread a queue; calls nest, each is matched by a LeaveApartment. S_FALSE: it had one.
-HRESULT EnterApartment();
+TORVAL_API HRESULT EnterApartment();
 /// Ends the queue: calls that wait for this thread fail, objects it lent to others are given back.
-void LeaveApartment();
+TORVAL_API void LeaveApartment();
 
-ThreadId CurrentThread();
+TORVAL_API ThreadId CurrentThread();
 
 /// False: the thread has no apartment (any more).
-bool PostThreadMessage(ThreadId thread,
-                       std::uint32_t id,
-                       std::uint64_t wparam,
-                       std::int64_t lparam);
+TORVAL_API bool PostThreadMessage(ThreadId thread,
+                                  std::uint32_t id,
+                                  std::uint64_t wparam,
+                                  std::int64_t lparam);
 
 /// Takes the next message, waiting for one. False on the quit message, which is taken.
-bool GetMessage(Message* message);
+TORVAL_API bool GetMessage(Message* message);
 
 /// The next message if one is there; taken out only when asked to.
-bool PeekMessage(Message* message, bool remove);
+TORVAL_API bool PeekMessage(Message* message, bool remove);
 
 /// Runs what a window-addressed message carries. Thread messages are nothing to it.
-void DispatchMessage(const Message& message);
+TORVAL_API void DispatchMessage(const Message& message);
 
-/// Dispatches every window-addressed message that is pending; true if a quit message was taken.
-bool PumpMessages();
+/// Takes every message that is pending, dispatches the window-addressed ones and drops the others;
+/// true as soon as it has taken a quit message.
+TORVAL_API bool PumpMessages();
 
 /// Readable while messages are pending; -1 without an apartment. Do not read from it.
-int MessageDescriptor();
+TORVAL_API int MessageDescriptor();
 
 /// Waits for a message. False when the time is up first.
-bool WaitForMessage(std::uint32_t timeout_ms);
+TORVAL_API bool WaitForMessage(std::uint32_t timeout_ms);
 
 }  // namespace torval

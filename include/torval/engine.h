@@ -59,7 +59,8 @@ protected:
 
 class IChessEngine : public IUnknown {
 public:
-    /// E_UNEXPECTED before InitNew or Load; S_FALSE when this thread has a site already.
+    /// E_UNEXPECTED before InitNew or Load; S_FALSE when this thread has a site already; else what
+    /// the site answers when it is asked for IChessEngineSite.
     virtual HRESULT Start(IUnknown* pSite) = 0;
     virtual HRESULT Stop() = 0;
     /// 6, 7, 8, 9, 21, 22. *pResult holds the matching moves, after S_OK the move as made.
@@ -88,7 +89,7 @@ public:
     virtual HRESULT put_BookPositionText(const char* text) = 0;  ///< E_NOINTERFACE
     virtual HRESULT get_BookPositionText(char** pText) = 0;      ///< S_FALSE, *pText null
     virtual HRESULT get_PlayColor(std::uint16_t* color) = 0;
-    virtual HRESULT StartComputerMove(std::int32_t reserved) = 0;  ///< 6
+    virtual HRESULT StartComputerMove(std::int32_t reserved) = 0;  ///< 6, E_UNEXPECTED
     virtual HRESULT IsCptrmv() = 0;
     virtual HRESULT IsThinking() = 0;
     virtual HRESULT IsPondering() = 0;
@@ -101,7 +102,7 @@ public:
                                  std::int32_t flg) = 0;                   ///< 6, 15, 16
     virtual HRESULT DelBookMoves(std::int32_t id, std::int32_t cnt) = 0;  ///< 6, 15, 16
     virtual HRESULT VerifyDrawOffer() = 0;
-    virtual HRESULT StartPondering(std::int32_t reserved) = 0;  ///< 1, 6
+    virtual HRESULT StartPondering(std::int32_t reserved) = 0;  ///< 1, 6, E_UNEXPECTED
     virtual HRESULT IsNextBestAvailable() = 0;
     virtual HRESULT DoNextBestMove(EVAR* pEvar) = 0;  ///< 6, 20, 22
     virtual HRESULT GetHint(EVAR* pEvar) = 0;         ///< 1, 6
@@ -159,7 +160,7 @@ protected:
     ~ISpecifyPropertyPages() = default;
 };
 
-void* AllocateTaskMemory(std::size_t bytes);  ///< null when there is none
-void FreeTaskMemory(void* block);
+TORVAL_API void* AllocateTaskMemory(std::size_t bytes);  ///< null when there is none
+TORVAL_API void FreeTaskMemory(void* block);
 
 }  // namespace torval

@@ -23,14 +23,14 @@ struct ClassRegistration {
 inline constexpr const char* kEngineCategoryDescription = "Chess Engine";
 
 /// All classes.
-std::span<const ClassRegistration> RegisteredClasses();
+TORVAL_API std::span<const ClassRegistration> RegisteredClasses();
 
 /// A new object of a class, asked for an interface. REGDB_E_CLASSNOTREG, E_NOINTERFACE,
 /// E_OUTOFMEMORY; *object is null then.
-HRESULT CreateInstance(const GUID& class_id, const GUID& iid, void** object);
+TORVAL_API HRESULT CreateInstance(const GUID& class_id, const GUID& iid, void** object);
 
 /// The same by program identifier, such as "TORVAL.Engine".
-HRESULT CreateInstance(const char* program_id, const GUID& iid, void** object);
+TORVAL_API HRESULT CreateInstance(const char* program_id, const GUID& iid, void** object);
 
 class IClassFactory : public IUnknown {
 public:
@@ -43,6 +43,6 @@ protected:
 };
 
 /// The factory of a class, for IID_IClassFactory or IID_IUnknown.
-HRESULT GetClassObject(const GUID& class_id, const GUID& iid, void** object);
+TORVAL_API HRESULT GetClassObject(const GUID& class_id, const GUID& iid, void** object);
 
 }  // namespace torval

@@ -25,11 +25,11 @@ protected:
 };
 
 /// An empty stream in memory. E_OUTOFMEMORY.
-HRESULT CreateMemoryStream(IStream** stream);
+TORVAL_API HRESULT CreateMemoryStream(IStream** stream);
 
 enum class FileMode { Read, Create };
 
 /// A stream over a file; Create empties a file that is there. E_INVALIDARG: it cannot be opened.
-HRESULT CreateFileStream(const char* path, FileMode mode, IStream** stream);
+TORVAL_API HRESULT CreateFileStream(const char* path, FileMode mode, IStream** stream);
 
 }  // namespace torval

@@ -12,7 +12,7 @@ Published<CHSBRD> PositionSnapshot;
 
 namespace {
 
-constexpr const char* kVersionText = "TORVAL 5.3.0.0";
+constexpr const char* kVersionText = "TORVAL " TORVAL_VERSION;
 constexpr int kMsgThreadStarted = 50;
 constexpr int kPonderLine = 2;
 

@@ -17,6 +17,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::StartsWith;
 
 struct Ran {
@@ -106,6 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CommandLine, HelpsWithEveryCommand) {
     EXPECT_EQ(Torval({"--help"}).code, 0);
+    EXPECT_THAT(Torval({"--version"}).out, MatchesRegex("Torval [0-9]+(\\.[0-9]+)+\n"));
     for (const char* name : {"search", "eval", "moves", "perft", "state", "parse", "bench"}) {
         EXPECT_THAT(Torval({"--help"}).out, HasSubstr(name));
         const Ran ran = Torval({name, "--help"});
