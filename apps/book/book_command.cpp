@@ -21,6 +21,8 @@ void AddMake(CLI::App* book, Console& console) {
         ->type_name("FILE");
     command->add_option("--lines", options->lines, "texts with one line of moves in each line")
         ->type_name("FILE");
+    CLI::Option* const openings = command->add_flag(
+        "--openings", options->openings, "the opening lines that are built in, in place of games");
     command->add_option("--variant", options->variant, "bk: scores, bx: games and results as well")
         ->check(CLI::IsMember({"bk", "bx"}))
         ->capture_default_str();
@@ -33,10 +35,14 @@ void AddMake(CLI::App* book, Console& console) {
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     command
-        ->add_option("--min-elo", options->min_elo,
-                     "leave out games unless both players have this rating")
+        ->add_option(
+            "--min-elo", options->min_elo, "leave out games unless both players have this rating")
         ->check(CLI::NonNegativeNumber);
     command->add_option("--comment", options->comment, "text that the book carries");
+    for (const char* other :
+         {"--pgn", "--lines", "--variant", "--plies", "--min-games", "--min-elo"}) {
+        openings->excludes(command->get_option(other));
+    }
     command->callback([options, &console] { MakeBook(*options, console); });
 }
 
@@ -142,8 +148,8 @@ void AddAdd(CLI::App* book, Console& console) {
     AddCount(command, options.get(), "only the last N moves");
     command->add_option("--result", options->result, "of the game, for a book that counts games")
         ->check(CLI::IsMember({"1-0", "0-1", "1/2-1/2"}));
-    CLI::Option* const exclude = command->add_flag(
-        "--exclude", options->exclude, "the last move is not to be played");
+    CLI::Option* const exclude =
+        command->add_flag("--exclude", options->exclude, "the last move is not to be played");
     command
         ->add_flag("--prefer",
                    options->prefer,
@@ -154,8 +160,8 @@ void AddAdd(CLI::App* book, Console& console) {
 void AddDelete(CLI::App* book, Console& console) {
     const auto options = std::make_shared<EditBookOptions>();
     options->count = 1;
-    CLI::App* const command = AddEdit(
-        book, console, "delete", "Remove the last move of a line", options, DeleteFromBook);
+    CLI::App* const command =
+        AddEdit(book, console, "delete", "Remove the last move of a line", options, DeleteFromBook);
     AddCount(command,
              options.get(),
              "as long as positions lose their only move so, the move before too, up to N in all");
