@@ -129,9 +129,10 @@ class Clock:
         return f"go {times} winc {int(self.increment_ms)} binc {int(self.increment_ms)}"
 
     def charge(self, side, ms):
+        before = self.left_ms[side]
         self.left_ms[side] -= ms
         if self.left_ms[side] < 0:
-            raise Fault(f"time lost by {-self.left_ms[side]:.0f} ms")
+            raise Fault(f"time lost: {ms:.0f} ms taken of {before:.0f}")
         self.left_ms[side] += self.increment_ms
 
 

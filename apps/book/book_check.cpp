@@ -84,8 +84,19 @@ private:
         return true;
     }
 
+    /// Chains mostly go on in the next block, so several are read at a time.
     bool Read(std::uint64_t at, std::span<std::uint8_t> bytes) {
-        return file_.Seek(at) && file_.Read(bytes) == bytes.size();
+        if (at < window_begin_ || at + bytes.size() > window_begin_ + window_size_) {
+            constexpr std::size_t kWindow = 8192;
+            window_.resize(std::max(kWindow, bytes.size()));
+            window_begin_ = at;
+            window_size_ = file_.Seek(at) ? file_.Read(window_) : 0;
+            if (window_size_ < bytes.size()) return false;
+        }
+        std::copy_n(window_.begin() + static_cast<std::ptrdiff_t>(at - window_begin_),
+                    bytes.size(),
+                    bytes.begin());
+        return true;
     }
 
     void ReadComment() {
@@ -131,8 +142,9 @@ private:
             }
             if (owners_[block] != kNoOwner) {
                 Fault(from + ": leads to " + Block(block) +
-                      (owners_[block] == slot ? ", back into its own chain"
-                                              : ", of the chain of slot " + Number(owners_[block])));
+                      (owners_[block] == slot
+                           ? ", back into its own chain"
+                           : ", of the chain of slot " + Number(owners_[block])));
                 return length;
             }
             owners_[block] = static_cast<std::uint32_t>(slot);
@@ -158,8 +170,7 @@ private:
                 "slot " + Number(slot) + ", " + Block(block) + ", byte " + Number(at);
             const HashKey key = HashKey{Load16(&block_[at])} << 32 | Load32(&block_[at + 2]);
             if ((PrimaryKey(key) & Header().Mask()) != slot) {
-                Fault(place + ": a position of slot " +
-                      Number(PrimaryKey(key) & Header().Mask()));
+                Fault(place + ": a position of slot " + Number(PrimaryKey(key) & Header().Mask()));
             }
             const std::size_t end = ReadEntries(at + kRecordKeys, place);
             keys_.push_back(key);
@@ -199,9 +210,9 @@ private:
         const Move move = DecodeBookMove(entry.move);
         const PieceType type = PromotionType(move);
         const bool promotes = (entry.move.to & 0x80) != 0;
-        const bool valid = OnBoard(move.from) && OnBoard(move.to) && move.from != move.to &&
-                           (!promotes || ((entry.move.to & 8) == 0 && type >= Knight &&
-                                          type <= Queen));
+        const bool valid =
+            OnBoard(move.from) && OnBoard(move.to) && move.from != move.to &&
+            (!promotes || ((entry.move.to & 8) == 0 && type >= Knight && type <= Queen));
         if (!valid) {
             Fault(place + ": move " + Number(entries_.size() + 1) + " has no squares of a move (" +
                   Number(entry.move.from) + ", " + Number(entry.move.to) + ")");
@@ -250,6 +261,9 @@ private:
     BookReport report_;
     std::size_t entry_size_ = 0;
     std::size_t first_data_block_ = 0;
+    std::vector<std::uint8_t> window_;  ///< of the file
+    std::uint64_t window_begin_ = 0;
+    std::size_t window_size_ = 0;
     std::vector<std::uint8_t> index_;
     std::vector<std::uint8_t> block_;
     std::vector<std::uint32_t> owners_;  ///< of the blocks: the slot whose chain has it

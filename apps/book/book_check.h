@@ -29,7 +29,7 @@ struct BookReport {
     std::size_t data_bytes = 0;     ///< of their records
     std::size_t positions = 0;
     std::size_t entries = 0;
-    std::size_t most_entries = 0;   ///< in one position
+    std::size_t most_entries = 0;  ///< in one position
 
     bool IsWhole() const { return fault_count == 0; }
 };

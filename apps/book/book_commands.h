@@ -49,9 +49,9 @@ void ExportBook(const std::string& file, ExportForm form, int plies, Console& co
 struct EditBookOptions {
     std::string file;
     PositionOptions position;
-    int score = 0;              ///< White's view of the position behind the moves
-    int count = kWholeLine;     ///< how many of the last moves
-    std::string result;         ///< of the game that a BX book counts
+    int score = 0;           ///< White's view of the position behind the moves
+    int count = kWholeLine;  ///< how many of the last moves
+    std::string result;      ///< of the game that a BX book counts
     bool exclude = false;
     bool prefer = false;
 

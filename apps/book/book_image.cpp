@@ -96,27 +96,24 @@ void BookImage::Add(HashKey key, std::span<const BookEntry> given) {
 }
 
 std::span<const std::uint8_t> BookImage::Record(std::size_t number) const {
-    const std::size_t end =
-        number + 1 < starts_.size() ? starts_[number + 1] : records_.size();
+    const std::size_t end = number + 1 < starts_.size() ? starts_[number + 1] : records_.size();
     return std::span(records_).subspan(starts_[number], end - starts_[number]);
 }
 
 std::uint32_t BookImage::SlotsFor() const {
     const std::size_t wanted = (shape_.BlockSize() - kBlockLinks) * 3 / 4;
     const std::size_t slots = std::bit_ceil((records_.size() + wanted - 1) / wanted);
-    return static_cast<std::uint32_t>(
-        std::clamp<std::size_t>(slots, kFewestSlots, kMostSlots));
+    return static_cast<std::uint32_t>(std::clamp<std::size_t>(slots, kFewestSlots, kMostSlots));
 }
 
 std::vector<std::uint8_t> BookImage::Build() const {
     const std::uint32_t slots = SlotsFor();
-    std::vector<std::uint8_t> file =
-        EmptyBook({.has_statistics = shape_.has_statistics,
-                   .version_major = shape_.version_major,
-                   .version_minor = shape_.version_minor,
-                   .block_size = shape_.BlockSize(),
-                   .slots = static_cast<std::uint16_t>(slots),
-                   .comment = shape_.comment});
+    std::vector<std::uint8_t> file = EmptyBook({.has_statistics = shape_.has_statistics,
+                                                .version_major = shape_.version_major,
+                                                .version_minor = shape_.version_minor,
+                                                .block_size = shape_.BlockSize(),
+                                                .slots = static_cast<std::uint16_t>(slots),
+                                                .comment = shape_.comment});
     BookHeader header;
     std::copy_n(file.begin(), header.bytes.size(), header.bytes.begin());
 

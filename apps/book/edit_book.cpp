@@ -135,7 +135,8 @@ void DeleteFromBook(const EditBookOptions& options, Console& console) {
     PlayMoves(options.position);
     const EditedBook book(options.file);
     if (EditedBook::Book().HasStatistics()) {
-        throw std::runtime_error(Quote(options.file) + " counts games: its moves can be excluded, "
+        throw std::runtime_error(Quote(options.file) +
+                                 " counts games: its moves can be excluded, "
                                  "not deleted");
     }
     (void)EntryOfLastMove(options.position);

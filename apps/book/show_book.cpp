@@ -118,8 +118,7 @@ private:
     }
 
     void Visit() {
-        const std::vector<Step> steps =
-            line_.size() < most_plies_ ? Steps() : std::vector<Step>();
+        const std::vector<Step> steps = line_.size() < most_plies_ ? Steps() : std::vector<Step>();
         if (steps.empty()) EndLine("");
         const std::size_t printed = printed_;
         const bool indents = steps.size() > 1 && !line_.empty();
@@ -218,13 +217,12 @@ void ShowBookInfo(const std::string& file, Console& console) {
                  << header.BlockSize() << '\n';
     line("Index") << header.Slots() << " slots from block " << header.IndexBlock() << ", "
                   << report.chains << " of them used\n";
-    line("Data blocks") << report.data_blocks << ", the longest chain has "
-                        << report.longest_chain << '\n';
+    line("Data blocks") << report.data_blocks << ", the longest chain has " << report.longest_chain
+                        << '\n';
     const std::size_t room = report.data_blocks * (header.BlockSize() - kBlockLinks);
     line("Filled") << (room == 0 ? 0 : 100 * report.data_bytes / room) << " %\n";
     line("Positions") << report.positions << '\n';
-    line("Moves") << report.entries << ", at most " << report.most_entries
-                  << " in one position\n";
+    line("Moves") << report.entries << ", at most " << report.most_entries << " in one position\n";
     line("Faults") << report.fault_count
                    << (report.IsWhole() ? "\n" : " (torval book verify tells them)\n");
 }

@@ -119,18 +119,17 @@ std::string Duration(unsigned seconds) { return ClockText(static_cast<int>(secon
 }  // namespace
 
 const char* const kLevelForms =
-    "level depth 8                            search 8 half-moves deep (or: level 0 8)\n"
-    "level plies 8                            the same (or: level 3 8)\n"
-    "level game 40 moves in 300               and again 300 s for each 40 moves (or: level 1 40 "
-    "300)\n"
-    "level game 40 moves in 300 then 20 in 120, or: level 1 40 300 20 120\n"
-    "level game 40 moves in 300 then in 600   600 s for all the rest\n"
-    "level game in 300                        300 s for the whole game (or: level 1 0 300)\n"
-    "level move 5                             5 s for each move (or: level 2 5)\n"
-    "level average 10                         10 s a move on average (or: level 4 10)\n"
-    "level increment 300 2                    300 s, and 2 s more with each move (or: level 5 300 "
-    "2)\n"
-    "level infinite                           until 'now' or 'stop' (or: level 6)\n"
+    "Each form in words, in numbers, and what it means:\n"
+    "level depth 8              level 0 8        8 half-moves deep\n"
+    "level plies 8              level 3 8        the same\n"
+    "level game in 300          level 1 0 300    300 s for the whole game\n"
+    "level game 40 moves in 300 level 1 40 300   and again for each 40 moves\n"
+    "level move 5               level 2 5        5 s for each move\n"
+    "level average 10           level 4 10       10 s a move on average\n"
+    "level increment 300 2      level 5 300 2    300 s, and 2 s more with each move\n"
+    "level infinite             level 6          until 'now' or 'stop'\n"
+    "level game 40 moves in 300 then in 600, or level 1 40 300 0 600\n"
+    "level game 40 moves in 300 then 20 in 120, or level 1 40 300 20 120\n"
     "A level with time may end in 'depth 8': no deeper than that.";
 
 bool ReadLevel(std::span<const std::string_view> words, LEVEL* level, std::string* error) {

@@ -149,6 +149,7 @@ bool Player::Wait(int input, int timeout_ms) {
     }
     const bool readable = session_.Wait(input, timeout_ms);
     if (thinking_ && final_) PlayFound();
+    SettleEnd();
     return readable;
 }
 
@@ -178,9 +179,11 @@ void Player::PlayFound() {
         return;
     }
     Append(made.MOVES[0], before, true);
-    const std::string origin =
-        found.depth == 0 ? std::string("book")
-                         : ScoreText(found.score) + ", depth " + std::to_string(found.depth);
+    // Without a search the move comes from a book, which has no score, or was already found while
+    // the other side thought.
+    std::string origin = ScoreText(found.score) + ", depth " + std::to_string(found.depth);
+    if (found.depth == 0)
+        origin = found.score == 0 ? "book" : ScoreText(found.score) + ", foreseen";
     // What the move led to was told while it was made, and comes after it.
     news_.insert(news_.begin() + static_cast<std::ptrdiff_t>(news),
                  LastMoveText() + "  (" + origin + ")");
@@ -214,6 +217,10 @@ void Player::Halt() {
     }
     thinking_ = pondering_ = analysing_ = hurry_ = false;
     final_.reset();
+}
+
+void Player::SettleEnd() {
+    if (IsOver() && (thinking_ || pondering_)) Halt();
 }
 
 void Player::FindEnd(bool running) {
@@ -282,6 +289,7 @@ View Player::CurrentView() {
     CLOCKS clocks{};
     LEVEL level{};
     engine_->get_CLOCKS(&clocks);
+    SettleEnd();
     engine_->get_LEVEL(&level);
     view.board = Position();
     if (!plies_.empty()) view.last = plies_.back().move;

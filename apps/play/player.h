@@ -75,6 +75,20 @@ private:
         bool by_engine;
         const Opening* opening;  ///< the last named position up to here, or null
     };
+    /// A game to return to, with what the engine was doing in it.
+    struct Kept {
+        PgnGame game;
+        std::vector<std::pair<std::string, std::string>> tags;
+        std::vector<Ply> plies;
+        std::vector<std::string> news;
+        std::string over;
+        std::string thought;
+        CLOCKS clocks;
+        bool running;
+        bool thinking;
+        bool pondering;
+        bool analysing;
+    };
     struct Command {
         const char* name;
         const char* usage;
@@ -102,6 +116,8 @@ private:
     void Ponder();
     /// Ends whatever the engine computes, without a move.
     void Halt();
+    /// Ends what the engine still computes for a game that is over, as one lost on time can be.
+    void SettleEnd();
     /// Tells whether a side without a legal move is to move, and ends the game then.
     void FindEnd(bool running);
     /// Sets up what a game begins from: a FEN, or nothing for the usual start.
@@ -152,6 +168,8 @@ private:
     Reply LoadGame(const std::string& path);
     bool Replay(const PgnGame& game, std::string* error);
     PgnGame Game() const;
+    Kept Keep();
+    void Restore(const Kept& kept);
 
     PlayOptions options_;
     Session session_;

@@ -103,9 +103,9 @@ const std::vector<Player::Command>& Player::Commands() {
          &Player::PonderSwitch},
         {"analyse", "analyse", "think about this position, until 'stop'", "", &Player::Analyse},
         {"settings",
-         "settings [N VALUE]",
-         "show the engine's settings, or change number N",
-         "",
+         "settings [N VALUE|en|nl]",
+         "show the settings (in Dutch), or change number N",
+         "en nl",
          &Player::Settings},
         {"save",
          "save game|settings FILE",
@@ -141,11 +141,16 @@ std::vector<std::string> Player::Completions(std::string_view line) {
 Reply Player::Execute(std::string_view line) {
     const std::vector<std::string_view> words = SplitWords(line);
     if (words.empty() || words[0].starts_with('#')) return Done();
-    for (const Command& command : Commands()) {
-        if (words[0] == command.name) return (this->*command.run)(Words(words).subspan(1));
-    }
-    if (words.size() == 1) return EnterMove(words[0]);
-    return Refuse("there is no command " + Quote(words[0]) + "; 'help' lists them");
+    const auto carry_out = [&] {
+        for (const Command& command : Commands()) {
+            if (words[0] == command.name) return (this->*command.run)(Words(words).subspan(1));
+        }
+        if (words.size() == 1) return EnterMove(words[0]);
+        return Refuse("there is no command " + Quote(words[0]) + "; 'help' lists them");
+    };
+    const Reply reply = carry_out();
+    SettleEnd();
+    return reply;
 }
 
 Reply Player::EnterMove(std::string_view text) {
@@ -245,7 +250,10 @@ Reply Player::Hint(Words words) {
     if (thinking_) return Refuse(6);
     EVAR move{};
     const HRESULT result = engine_->GetHint(&move);
-    if (result == S_FALSE) return Refuse("the engine has no hint here; 'analyse' finds one");
+    if (result == S_FALSE) {
+        return Refuse(pondering_ ? "the engine has no hint yet"
+                                 : "the engine has no hint here; 'analyse' finds one");
+    }
     if (result != S_OK) return Refuse(result);
     return Done("Perhaps " + LongText(move) + ".");
 }
@@ -283,11 +291,17 @@ Reply Player::Back(Words words) {
     const HRESULT result = engine_->MoveBack(count);
     if (result != S_OK) return Refuse(result);
     pondering_ = analysing_ = false;
+    const bool lost_on_time = over_.find("out of time") != over_.npos;
     plies_.resize(plies_.size() - static_cast<std::size_t>(count), Ply{});
     over_.clear();
     thought_.clear();
     result_ = "*";
-    return Done(plies_.empty() ? std::string("Back at the start.") : "Back to " + LastMoveText());
+    Reply reply =
+        Done(plies_.empty() ? std::string("Back at the start.") : "Back to " + LastMoveText());
+    if (lost_on_time) {
+        reply.lines.emplace_back("The clock that ran out stands still; 'clock white 60' sets it.");
+    }
+    return reply;
 }
 
 Reply Player::Draw(Words words) {

@@ -60,13 +60,22 @@ HRESULT LoadInto(IStream* stream) {
 }  // namespace
 
 Reply Player::Settings(Words words) {
+    if (words.size() == 1 && (words[0] == "en" || words[0] == "nl")) {
+        options_.language = words[0] == "en" ? Language::English : Language::Dutch;
+        words = {};
+    }
     SettingsPages pages(engine_, options_.language);
-    if (words.empty()) return {true, pages.Lines()};
+    if (words.empty()) {
+        Reply reply{true, pages.Lines()};
+        reply.lines.emplace_back(
+            "Enter: 'settings 204 20'. Tick: 'settings 213 on'. Choose: 'settings 206'.");
+        return reply;
+    }
     int number = 0;
     const auto [end, code] =
         std::from_chars(words[0].data(), words[0].data() + words[0].size(), number);
     if (code != std::errc() || end != words[0].data() + words[0].size()) {
-        return Refuse("usage: settings [NUMBER VALUE]");
+        return Refuse("usage: settings [NUMBER VALUE|en|nl]");
     }
     std::string answer;
     const std::string value = JoinWords({words.begin() + 1, words.end()});
@@ -150,23 +159,10 @@ Reply Player::LoadGame(const std::string& path) {
     if (!ReadFile(path, &text)) return Refuse("the file " + Quote(path) + " cannot be read");
     const std::optional<PgnGame> game = ReadPgn(text, &error);
     if (!game) return Refuse(Quote(path) + ": " + error);
-    const PgnGame old = Game();
-    const auto old_tags = tags_;
-    const std::vector<Ply> old_plies = plies_;
-    const std::string old_over = over_;
-    CLOCKS clocks{};
+    const Kept kept = Keep();
     Halt();
-    engine_->get_CLOCKS(&clocks);
     if (!Replay(*game, &error)) {
-        std::string ignored;
-        Replay(old, &ignored);
-        tags_ = old_tags;
-        plies_ = old_plies;
-        over_ = old_over;
-        result_ = old.result;
-        news_.clear();
-        clocks.Command = 3;
-        engine_->put_CLOCKS(&clocks);
+        Restore(kept);
         return Refuse(Quote(path) + ": " + error);
     }
     tags_ = game->tags;
@@ -175,6 +171,47 @@ Reply Player::LoadGame(const std::string& path) {
         if (over_.empty()) result_ = game->result;
     }
     return Done("Game loaded: " + std::to_string(plies_.size()) + " half-moves.");
+}
+
+Player::Kept Player::Keep() {
+    Kept kept{.game = Game(),
+              .tags = tags_,
+              .plies = plies_,
+              .news = news_,
+              .over = over_,
+              .thought = thought_,
+              .clocks = {},
+              .running = false,
+              .thinking = thinking_,
+              .pondering = pondering_,
+              .analysing = analysing_};
+    engine_->get_CLOCKS(&kept.clocks);
+    // Asking to begin is the way to learn whether a game has begun. While the engine computes one
+    // has, or is about to.
+    kept.running = thinking_ || pondering_ || engine_->StartGame() != S_OK;
+    if (!kept.running) engine_->StopGame();
+    return kept;
+}
+
+void Player::Restore(const Kept& kept) {
+    constexpr std::uint16_t kBothClocks = 3;
+    std::string ignored;
+    Halt();
+    Replay(kept.game, &ignored);
+    tags_ = kept.tags;
+    plies_ = kept.plies;
+    news_ = kept.news;
+    over_ = kept.over;
+    thought_ = kept.thought;
+    result_ = kept.game.result;
+    CLOCKS clocks = kept.clocks;
+    clocks.Command = kBothClocks;
+    engine_->put_CLOCKS(&clocks);
+    if (!kept.running || IsOver()) return;
+    engine_->StartGame();
+    if (kept.thinking) Think();
+    if (kept.pondering) Ponder();
+    analysing_ = kept.analysing && pondering_;
 }
 
 bool Player::Replay(const PgnGame& game, std::string* error) {

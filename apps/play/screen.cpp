@@ -51,6 +51,21 @@ std::string Cut(const std::string& text, std::size_t columns) {
     return text;
 }
 
+std::vector<std::string> Wrapped(const std::vector<std::string>& lines, std::size_t columns) {
+    std::vector<std::string> wrapped;
+    for (std::string rest : lines) {
+        while (Columns(rest) > columns) {
+            std::size_t blank = rest.find_last_of(' ', Cut(rest, columns).size());
+            if (blank == rest.npos) blank = rest.find(' ');
+            if (blank == rest.npos) break;
+            wrapped.push_back(rest.substr(0, blank));
+            rest.erase(0, blank + 1);
+        }
+        wrapped.push_back(rest);
+    }
+    return wrapped;
+}
+
 std::vector<std::string> BoardLines(const CHSBRD& board, const EVAR* last, BoardStyle style) {
     std::vector<std::string> lines;
     const auto is_marked = [&](int rank, int file) {

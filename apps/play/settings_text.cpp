@@ -150,7 +150,9 @@ bool SettingsPages::Change(std::uint32_t number, const std::string& value, std::
         page->Activate();
         const ControlInfo now = *Find(page.Get(), number);
         if (now.kind == ControlKind::Edit && value != now.text && before == now.text) {
-            *answer = "setting " + std::to_string(number) + " does not take " + Quote(value);
+            *answer = value.empty()
+                          ? "setting " + std::to_string(number) + " needs a value"
+                          : "setting " + std::to_string(number) + " does not take " + Quote(value);
             return false;
         }
         *answer = ControlLine(now);

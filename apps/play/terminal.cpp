@@ -10,10 +10,10 @@
 #include <cstring>
 #include <string_view>
 
-#include <readline/history.h>
 #include <readline/readline.h>
 
 #include "apps/play/front_ends.h"
+#include "apps/play/history.h"
 
 namespace torval {
 
@@ -21,6 +21,7 @@ namespace {
 
 constexpr int kTickMs = 1000;
 constexpr const char* kPrompt = "torval> ";
+constexpr const char* kCoveredPrompt = "torval (Enter shows the board)> ";
 constexpr unsigned kNeededRows = 24;
 constexpr unsigned kNeededColumns = 80;
 
@@ -83,10 +84,14 @@ void Terminal::Run() {
     std::setlocale(LC_CTYPE, "");
     rl_readline_name = "torval";
     rl_catch_signals = 0;
+    // A line that was changed while it was looked up is remembered as it was typed at first.
+    rl_variable_bind("revert-all-at-newline", "on");
     rl_attempted_completion_function = &Terminal::Complete;
     std::signal(SIGINT, &Interrupt);
     // Suspending would leave the terminal divided.
     std::signal(SIGTSTP, SIG_IGN);
+    const std::string history = HistoryFile(std::getenv("XDG_STATE_HOME"), std::getenv("HOME"));
+    ReadHistory(history);
     Arrange();
     Draw();
     TellHere({"Welcome. 'help' lists what you can type; 'quit' leaves."});
@@ -100,11 +105,14 @@ void Terminal::Run() {
         if (player_.Wait(STDIN_FILENO, kTickMs)) rl_callback_read_char();
         if (interrupted) HandleInterrupt();
         if (player_.HasQuit()) break;
+        // A dialogue alone has the board behind the move that led to it.
+        if (!has_screen_) TellAbove(player_.TakeNews());
         // Drawing reads the clocks, which is how a side is found to be out of time.
         if (!covered_) Draw();
         TellAbove(player_.TakeNews());
     }
     rl_callback_handler_remove();
+    WriteHistory(history);
     Leave();
     running = nullptr;
 }
@@ -112,11 +120,14 @@ void Terminal::Run() {
 void Terminal::TakeLine(char* line) {
     if (!line) {
         running->Enter("quit");
+        rl_callback_handler_remove();
         return;
     }
-    if (line[0] != '\0') add_history(line);
+    Remember(line);
     running->Enter(line);
     std::free(line);
+    // Otherwise the editor would show its prompt once more.
+    if (running->player_.HasQuit()) rl_callback_handler_remove();
 }
 
 void Terminal::Enter(std::string_view line) {
@@ -125,6 +136,7 @@ void Terminal::Enter(std::string_view line) {
     if (player_.HasQuit()) return;
     std::vector<std::string> lines = reply.lines;
     if (!reply.accepted) lines.front() = "Sorry: " + lines.front() + ".";
+    lines = Wrapped(lines, size_.columns > 0 ? size_.columns - 1 : kScreenWidth);
     const std::size_t room = size_.rows > kScreenLines ? size_.rows - kScreenLines - 1 : 0;
     if (has_screen_ && lines.size() > room) {
         ShowWhole(lines);
@@ -135,13 +147,19 @@ void Terminal::Enter(std::string_view line) {
 
 /// Divides the terminal and draws all of it anew.
 void Terminal::Arrange() {
+    const bool had_screen = has_screen_;
     size_ = TerminalSize();
     const char* const kind = std::getenv("TERM");
     has_screen_ = size_.rows >= kNeededRows && size_.columns >= kNeededColumns && kind &&
                   std::strcmp(kind, "dumb") != 0;
+    if (covered_) rl_set_prompt(kPrompt);
     covered_ = false;
     drawn_.clear();
-    if (!has_screen_) return;
+    if (!has_screen_) {
+        // What was divided before is one again.
+        if (had_screen) Write("\x1b[r\x1b[2J\x1b[H");
+        return;
+    }
     Write("\x1b[r\x1b[2J\x1b[" + std::to_string(kScreenLines + 1) + ";" +
           std::to_string(size_.rows) + "r\x1b[" + std::to_string(kScreenLines + 1) + ";1H");
     Draw();
@@ -165,6 +183,7 @@ void Terminal::Draw() {
         return;
     }
     std::vector<std::string> lines = ScreenLines(view);
+    if (lines == drawn_) return;
     std::string out =
         "\x1b"
         "7";
@@ -195,6 +214,7 @@ void Terminal::TellAbove(const std::vector<std::string>& lines) {
 
 void Terminal::ShowWhole(const std::vector<std::string>& lines) {
     covered_ = true;
+    rl_set_prompt(kCoveredPrompt);
     Write("\x1b[r\x1b[2J\x1b[H");
     TellHere(lines);
 }
@@ -202,7 +222,10 @@ void Terminal::ShowWhole(const std::vector<std::string>& lines) {
 void Terminal::HandleInterrupt() {
     interrupted = 0;
     if (player_.IsThinking()) player_.Execute("stop");
-    rl_replace_line("", 0);
+    // Back from whatever line of the history was being looked at.
+    rl_end_of_history(1, 0);
+    rl_delete_text(0, rl_end);
+    rl_point = 0;
     TellAbove({"Stopped; 'quit' leaves."});
 }
 

@@ -28,6 +28,7 @@ struct EngineThreadState {
     Ref<IStream> marshalling_stream;
     SiteTicket ticket = 0;
     std::atomic<bool> busy_marker = false;  ///< a compute or ponder command is being carried out
+    std::atomic<bool> ordered = false;      ///< one has been posted and not yet taken up
     bool initialised = false;
 };
 
@@ -46,6 +47,7 @@ void ClearBusy() {
 
 void RunCompute() {
     EngineThreadState& state = State();
+    state.ordered = false;
     SetFlag(FlagBusy);
     state.busy_marker = true;
     if (ReadSetting(settings_block.BrainFlags) & BrainLowPriority) {
@@ -62,6 +64,7 @@ void RunCompute() {
 
 void RunPonder() {
     EngineThreadState& state = State();
+    state.ordered = false;
     SetFlag(FlagBusy);
     state.busy_marker = true;
     SetOwnPriority(Priority::Lowest);
@@ -88,6 +91,7 @@ void RunMessages() {
 }
 
 void ThreadProcedure(Ref<IStream> stream) {
+    AtRacePoint(RacePoint::ThreadBegins);
     IChessEngineSite* proxy = nullptr;
     const HRESULT unmarshalled = UnmarshalSite(stream.Get(), &proxy);
     stream.Reset();
@@ -148,6 +152,11 @@ void StopEngineThread() {
     while (state.thread.WaitForEndOrInput(kPatienceMs) == WaitResult::Input) {
         told_to_quit |= PumpMessages();
     }
+    // A command that the thread did not live to take up is not computing: the next thread could
+    // never be stopped otherwise.
+    if (state.thread.HasEnded() && state.ordered.exchange(false)) {
+        ClearFlags(FlagBusy | FlagAbort | FlagMoveNow);
+    }
     state.thread.Close();
     // The host's own loop still has to see it.
     if (told_to_quit) PostThreadMessage(CurrentThread(), kMessageQuit, 0, 0);
@@ -168,6 +177,8 @@ HRESULT StopComputing(bool wait) {
     const std::uint32_t start = TickCount();
     while (AnyFlag(FlagBusy)) {
         if (TickCount() - start >= kPatienceMs) return E_FAIL;
+        // Nobody is left to end a command that a dead thread was given.
+        if (state.ordered && state.thread.HasEnded()) return E_FAIL;
         Message message;
         while (PeekMessage(&message, false) && message.window != 0) {
             if (!GetMessage(&message)) return E_FAIL;
@@ -188,6 +199,7 @@ HRESULT PostCompute(std::span<const EVAR> skip_list, std::int32_t reserved) {
     } catch (const std::bad_alloc&) {
         SkipList.clear();
     }
+    State().ordered = true;
     AtRacePoint(RacePoint::BusyBeforePost);
     PostThreadMessage(State().thread.id(), kMessageCompute, 0, reserved);
     return S_OK;
@@ -206,6 +218,7 @@ HRESULT StartPondering(std::int32_t reserved) {
     RefreshPositionSnapshot();
     SetFlag(FlagBusy);
     SkipList.clear();
+    state.ordered = true;
     AtRacePoint(RacePoint::BusyBeforePost);
     PostThreadMessage(state.thread.id(), kMessagePonder, 0, reserved);
     return S_OK;

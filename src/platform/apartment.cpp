@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/message_queue.h"
+#include "platform/race_points.h"
 
 namespace torval {
 
@@ -102,6 +103,7 @@ bool MessageQueue::Peek(Message* message, bool remove) {
 }
 
 bool MessageQueue::WaitUntil(std::uint32_t timeout_ms, const std::function<bool()>& stop) {
+    AtRacePoint(RacePoint::WaitBegins);
     std::unique_lock lock(mutex_);
     return changed_.wait_for(
         lock, std::chrono::milliseconds(timeout_ms), [&] { return !messages_.empty() || stop(); });

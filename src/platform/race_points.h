@@ -12,6 +12,9 @@ enum class RacePoint {
     SearchEnded,     ///< a computation has ended and FlagBusy is still set
     BusyCleared,     ///< FlagBusy is clear and the final result not yet sent
     CallBeforePost,  ///< a callback is about to be posted to the host's apartment
+    ThreadBegins,    ///< the engine's thread runs and has not yet asked for its site
+    ThreadEnded,     ///< a thread has ended for all that others can see
+    WaitBegins,      ///< a thread found nothing to do and is about to wait
 };
 
 extern std::atomic<void (*)(RacePoint)> race_hook;

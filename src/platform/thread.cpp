@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "platform/debug_log.h"
+#include "platform/race_points.h"
 
 namespace torval {
 
@@ -34,7 +35,9 @@ void SetNiceness(SystemThread thread, Priority priority) {
         DebugLogOnce("thread priorities stay as they are: they could not be raised again");
         return;
     }
-    const int niceness = -static_cast<int>(priority) * kPerStep;
+    // Counted from what the process was started with: one that was told to be modest stays so.
+    static const int normal = getpriority(PRIO_PROCESS, 0);
+    const int niceness = normal - static_cast<int>(priority) * kPerStep;
     if (setpriority(PRIO_PROCESS, static_cast<id_t>(thread), niceness) != 0) {
         DebugLogOnce("the system does not let this process change thread priorities");
     }
@@ -75,6 +78,7 @@ bool Thread::Create(std::function<void()> procedure) {
             }
             if (waiter) waiter->Wake();
             shared->changed.notify_all();
+            AtRacePoint(RacePoint::ThreadEnded);
         }).detach();
     } catch (const std::system_error&) {
         return false;

@@ -2,15 +2,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "apps/command_line.h"
 #include "apps/play/front_ends.h"
+#include "apps/play/history.h"
 #include "apps/play/level_text.h"
 #include "apps/play/screen.h"
 #include "apps/text.h"
+#include "platform/tick.h"
 
 namespace torval {
 namespace {
@@ -33,6 +37,22 @@ Played Play(const std::string& script, std::vector<const char*> options = {}) {
     const int code = RunCommandLine(static_cast<int>(options.size()), options.data(), console);
     return {code, out.str(), err.str()};
 }
+
+/// A clock that goes on only when it is told to.
+class HeldClock {
+public:
+    HeldClock() {
+        tick_source = {[] { return now.load(); }, [](std::uint32_t) { std::this_thread::yield(); }};
+    }
+    ~HeldClock() { tick_source = kSystemTicks; }
+    HeldClock(const HeldClock&) = delete;
+    HeldClock& operator=(const HeldClock&) = delete;
+
+    void Pass(std::uint32_t ms) { now += ms; }
+
+private:
+    static inline std::atomic<std::uint32_t> now = 0;
+};
 
 /// A path in the test's own folder.
 std::string FileFor(const char* name) { return testing::TempDir() + "torval_play_" + name; }
@@ -88,6 +108,46 @@ INSTANTIATE_TEST_SUITE_P(
                 "The engine accepts: the game is drawn."}),
     [](const auto& test) { return test.param.name; });
 
+struct ForfeitCase {
+    const char* name;
+    std::vector<const char*> commands;
+    const char* sentence;
+};
+class ForfeitTest : public testing::TestWithParam<ForfeitCase> {};
+
+TEST_P(ForfeitTest, IsToldInASentenceAndEndsTheGame) {
+    HeldClock clock;
+    Player player({});
+    player.Execute("auto off");
+    player.Execute("level game in 60");
+    for (const char* command : GetParam().commands) {
+        EXPECT_TRUE(player.Execute(command).accepted) << command;
+    }
+    EXPECT_FALSE(player.IsOver());
+    constexpr int kPatience = 10000;
+    for (int i = 0; i < kPatience && !player.IsOver(); ++i) {
+        clock.Pass(1000);
+        player.Wait(-1, 1);
+        player.CurrentView();
+    }
+    EXPECT_THAT(player.TakeNews(), testing::ElementsAre(GetParam().sentence));
+    EXPECT_THAT(player.Execute("stop").lines, testing::ElementsAre("the engine is not thinking"));
+    EXPECT_THAT(player.Execute("a6").lines, testing::Contains(HasSubstr("the game is over")));
+    EXPECT_THAT(player.Execute("back").lines,
+                testing::Contains(HasSubstr("The clock that ran out stands still")));
+    EXPECT_FALSE(player.IsOver());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Play,
+    ForfeitTest,
+    testing::Values(
+        ForfeitCase{"White", {"e4", "e5"}, "White has run out of time. Black wins."},
+        ForfeitCase{"Black", {"e4"}, "Black has run out of time. White wins."},
+        ForfeitCase{"Pondering", {"e4", "ponder on"}, "Black has run out of time. White wins."},
+        ForfeitCase{"Analysing", {"e4", "analyse"}, "Black has run out of time. White wins."}),
+    [](const auto& test) { return test.param.name; });
+
 struct RefusedCommand {
     const char* name;
     const char* script;
@@ -124,6 +184,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCommand{"NoFolder", "save game /nowhere/x.pgn", "cannot be written"},
         RefusedCommand{"NoSetting", "settings 9 1", "there is no setting 9"},
         RefusedCommand{"SettingNoNumber", "settings 204 x", "does not take 'x'"},
+        RefusedCommand{"SettingNoValue", "settings 204", "setting 204 needs a value"},
         RefusedCommand{"SettingNoItem", "settings 211 1 kb", "one of 0 kb, 320 kb"},
         RefusedCommand{"SwitchedAskew", "ponder perhaps", "usage: ponder on|off"}),
     [](const auto& test) { return test.param.name; });
@@ -189,14 +250,43 @@ TEST(Play, NamesTheOpeningInTheGamesFile) {
     EXPECT_THAT(tags_of("fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1"), Not(HasSubstr("ECO")));
 }
 
-TEST(Play, KeepsItsGameWhenALoadFails) {
-    const std::string file = FileFor("bad.pgn");
-    std::ofstream(file) << "1. e4 e5 2. Ke3 *\n";
-    const Played played = Play("auto off\nd4\nload game " + file + "\nmoves\nd5\n");
-    EXPECT_EQ(played.code, 1);
+/// A game with an illegal move, which is refused only when half of it has been entered.
+class BadGameTest : public testing::Test {
+protected:
+    BadGameTest() { std::ofstream(file_) << "1. e4 e5 2. Ke3 *\n"; }
+    ~BadGameTest() override { std::filesystem::remove(file_); }
+
+    std::string file_ = FileFor("bad.pgn");
+};
+
+TEST_F(BadGameTest, KeepsTheGame) {
+    const Played played = Play("auto off\nd4\nload game " + file_ + "\nmoves\nd5\nback 2\n");
+    EXPECT_THAT(played.err, HasSubstr("torval: a command was refused"));
     EXPECT_THAT(played.err, HasSubstr("move 3 'Ke3' cannot be played"));
-    EXPECT_THAT(played.out, HasSubstr("1. d4\n1... d5\n"));
-    std::filesystem::remove(file);
+    EXPECT_THAT(played.out, HasSubstr("1. d4\n1... d5\nBack at the start.\n"));
+}
+
+TEST_F(BadGameTest, LetsTheClockRunOnOrStand) {
+    HeldClock clock;
+    Player player({});
+    player.Execute("level game in 600");
+    player.Execute("auto off");
+    for (const char* before : {"", "d4"}) {
+        player.Execute(before);
+        EXPECT_FALSE(player.Execute("load game " + file_).accepted);
+        clock.Pass(2000);
+        const bool runs = before[0] != '\0';
+        EXPECT_EQ(player.Execute("clock").lines[0],
+                  runs ? "White 10:00, Black 9:58" : "White 10:00, Black 10:00");
+    }
+}
+
+TEST_F(BadGameTest, LetsTheEngineThinkOn) {
+    const Played thinking = Play("level infinite\ngo\nload game " + file_ + "\nnow\nmoves\n");
+    EXPECT_THAT(thinking.err, HasSubstr("torval: a command was refused"));
+    EXPECT_THAT(thinking.out, HasSubstr("\n1. "));
+    const Played analysing = Play("analyse\nload game " + file_ + "\nstop\n");
+    EXPECT_THAT(analysing.err, HasSubstr("torval: a command was refused"));
 }
 
 TEST(Play, SavesAndLoadsSettings) {
@@ -217,12 +307,48 @@ TEST(Play, ShowsTheSettingsInDutch) {
     EXPECT_THAT(played.out, HasSubstr("206  (x) Altijd beste zet\n213  [x] Engine heeft"));
 }
 
-TEST(Play, HelpFitsATerminal) {
-    std::istringstream help(Play("help\n").out);
-    int lines = 0;
-    for (std::string line; std::getline(help, line); ++lines) EXPECT_LE(line.size(), 79u) << line;
-    EXPECT_LE(lines, 23);
+TEST(Play, LongAnswersFitATerminal) {
+    for (const char* command : {"help\n", "help level\n", "settings\n", "settings nl\n"}) {
+        std::istringstream answer(Play(command).out);
+        int lines = 0;
+        for (std::string line; std::getline(answer, line); ++lines) {
+            EXPECT_LE(line.size(), 79u) << line;
+        }
+        EXPECT_LE(lines, 23) << command;
+        EXPECT_GE(lines, 10) << command;
+    }
 }
+
+TEST(Wrapped, BreaksAtBlanksAndNowhereElse) {
+    const std::vector<std::string> lines = {
+        "one two three", "", "incomprehensible it is", "fits it"};
+    EXPECT_THAT(
+        Wrapped(lines, 7),
+        testing::ElementsAre("one two", "three", "", "incomprehensible", "it is", "fits it"));
+}
+
+struct HistoryCase {
+    const char* name;
+    const char* state_home;
+    const char* home;
+    const char* file;
+};
+class HistoryFileTest : public testing::TestWithParam<HistoryCase> {};
+
+TEST_P(HistoryFileTest, IsTheUsersOwn) {
+    EXPECT_EQ(HistoryFile(GetParam().state_home, GetParam().home), GetParam().file);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Play,
+    HistoryFileTest,
+    testing::Values(HistoryCase{"Named", "/state", "/home/me", "/state/torval/history"},
+                    HistoryCase{
+                        "Usual", nullptr, "/home/me", "/home/me/.local/state/torval/history"},
+                    HistoryCase{"Empty", "", "/home/me", "/home/me/.local/state/torval/history"},
+                    HistoryCase{"Relative", "x", "/me", "/me/.local/state/torval/history"},
+                    HistoryCase{"Homeless", nullptr, nullptr, ""}),
+    [](const auto& test) { return test.param.name; });
 
 struct LevelCase {
     const char* name;
@@ -280,9 +406,34 @@ TEST(Screen, FitsItsFrame) {
     }
 }
 
+TEST(Player, TellsAForeseenMoveFromABookMove) {
+    constexpr int kPatience = 10000;
+    Player player({});
+    player.Execute("level depth 1");
+    player.Execute("analyse");
+    // Deep enough that the answer needs no search of its own.
+    const std::string deep = "Thinking: depth ";
+    int depth = 0;
+    for (int i = 0; i < kPatience && depth < 5; ++i) {
+        player.Wait(-1, 10);
+        const std::string thinking = player.CurrentView().thinking;
+        if (thinking.starts_with(deep)) depth = std::stoi(thinking.substr(deep.size()));
+    }
+    ASSERT_GE(depth, 5);
+    const std::string hint = player.Execute("hint").lines[0];
+    const std::size_t begin = hint.find(' ') + 1;
+    ASSERT_TRUE(player.Execute(hint.substr(begin, hint.size() - begin - 1)).accepted) << hint;
+    while (player.IsMoveDue()) player.Wait(-1, -1);
+    const std::vector<std::string> news = player.TakeNews();
+    ASSERT_EQ(news.size(), 1U);
+    EXPECT_THAT(news[0], testing::Not(HasSubstr("book")));
+    EXPECT_THAT(news[0], testing::AnyOf(HasSubstr(", foreseen)"), HasSubstr(", depth ")));
+}
+
 TEST(Player, CompletesCommandsAndTheirWords) {
     EXPECT_THAT(Player::Completions(""), testing::Contains("analyse"));
     EXPECT_THAT(Player::Completions("level "), testing::Contains("increment"));
+    EXPECT_THAT(Player::Completions("settings "), testing::ElementsAre("en", "nl"));
     EXPECT_THAT(Player::Completions("save game "), testing::IsEmpty());
 }
 

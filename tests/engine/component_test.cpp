@@ -1,9 +1,7 @@
 #include <array>
 #include <random>
-#include <thread>
 
 #include "engine/component_fixture.h"
-#include "platform/race_points.h"
 
 namespace torval {
 
@@ -131,76 +129,6 @@ TEST_F(ComponentTest, EndsAGameByMate) {
     EXPECT_EQ(site->Count("message 7"), 0) << "mate is no stalemate";
 }
 
-TEST_F(ComponentTest, LetsACallbackStopTheEngine) {
-    PutLevel(6, 0);
-    site->on_note = [this](const std::string& note) {
-        if (note == "next") engine->Stop();
-    };
-    engine->StartComputerMove(0);
-    PumpUntil([this] { return EngineFlags == FlagHostToMove; });
-    EXPECT_TRUE(site->finals.empty()) << "the site was withdrawn before the result";
-    site->on_note = nullptr;
-}
-
-TEST_F(ComponentTest, EndsAThreadWhoseHostNeverDispatches) {
-    PutLevel(6, 0);
-    engine->StartComputerMove(0);
-    // No message is dispatched: the engine waits in its first callback until Stop withdraws the site.
-    EXPECT_EQ(engine->Stop(), S_OK);
-    EXPECT_FALSE(AnyFlag(FlagBusy));
-    EXPECT_EQ(engine->Stop(), S_OK) << "a second time there is no thread";
-}
-
-/// Bad orders of two threads, forced by holding one up.
-struct Race {
-    const char* name;
-    RacePoint point;
-    bool pondering;
-};
-
-class RaceTest : public ComponentTest, public testing::WithParamInterface<Race> {
-protected:
-    ~RaceTest() override { race_hook = nullptr; }
-};
-
-std::atomic<RacePoint> held_point;
-std::atomic<int> times_held;
-
-TEST_P(RaceTest, LeavesNoStopBehindAndLosesNoResult) {
-    held_point = GetParam().point;
-    times_held = 0;
-    // A stop arrives exactly at the point, on whichever thread passes it.
-    race_hook = [](RacePoint point) {
-        if (point != held_point) return;
-        ++times_held;
-        SetFlagWhile(FlagAbort, FlagBusy);
-    };
-    const HRESULT started =
-        GetParam().pondering ? engine->StartPondering(0) : engine->StartComputerMove(0);
-    EXPECT_EQ(started, S_OK);
-    PumpUntil([] { return times_held > 0; });
-    EXPECT_EQ(engine->StopComputing(true), S_OK);
-    if (!GetParam().pondering) {
-        PumpUntil([this] { return site->finals.size() == 1; });
-    }
-    race_hook = nullptr;
-    EXPECT_FALSE(AnyFlag(FlagAbort | FlagMoveNow)) << "a stop was left over";
-    site->finals.clear();
-    engine->StartComputerMove(0);
-    PumpUntil([this] { return site->finals.size() == 1; });
-    EXPECT_GE(site->finals[0].vlen, 1) << "the next computation was stopped";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Component,
-    RaceTest,
-    testing::Values(Race{"StopBeforeStartArrives", RacePoint::BusyBeforePost, false},
-                    Race{"StopAfterTheLastPoll", RacePoint::SearchEnded, false},
-                    Race{"StopWhenTheResultIsOnItsWay", RacePoint::BusyCleared, false},
-                    Race{"StopBeforePonderingArrives", RacePoint::BusyBeforePost, true},
-                    Race{"StopInACallback", RacePoint::CallBeforePost, false}),
-    [](const auto& test) { return test.param.name; });
-
 /// Random commands against what the flags must say after each.
 TEST_F(ComponentTest, KeepsItsStateUnderRandomCommands) {
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
@@ -264,23 +192,6 @@ TEST_F(ComponentTest, KeepsItsStateUnderRandomCommands) {
     EXPECT_EQ(engine->StopComputing(true), S_OK);
     PumpUntil([&] { return site->finals.size() == started; });
     EXPECT_FALSE(AnyFlag(FlagBusy | FlagAbort | FlagMoveNow | FlagEngineToMove));
-}
-
-TEST_F(ComponentTest, LeavesNothingBehindAfterManyRounds) {
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-    constexpr int kRounds = 5;
-#else
-    constexpr int kRounds = 40;
-#endif
-    const int objects = live_objects;
-    for (int i = 0; i < kRounds; ++i) {
-        PutLevel(6, 0);
-        engine->StartComputerMove(0);
-        if (i % 2) PumpUntil([this] { return site->Count("next") > 0; });
-        Destroy();
-        Create();
-    }
-    EXPECT_EQ(live_objects, objects);
 }
 
 }  // namespace
