@@ -169,6 +169,14 @@ std::size_t CountNames(std::span<const OpeningPosition> positions, std::size_t f
     return names;
 }
 
+/// A pawn is much for a move that a line or two have. What many lines play is a gambit or deeper than
+/// the search that found the loss.
+bool IsLosing(const OpeningStep& step, std::size_t names) {
+    constexpr int kPawn = 100;
+    constexpr int kMorePerDoubling = 25;
+    return step.loss >= kPawn + kMorePerDoubling * std::log2(names);
+}
+
 }  // namespace
 
 OpeningGraph OpeningGraph::Read(std::span<const std::string_view> lines,
@@ -187,29 +195,30 @@ OpeningGraph OpeningGraph::Read(std::span<const std::string_view> lines,
 }
 
 BookImage OpeningBook(const OpeningGraph& graph, BookShape shape) {
-    // A sixteenth of the names, or 1.60 pawns, is as far as the engine's default margin of 40.
-    constexpr double kPerHalving = 10;
-    constexpr double kPerHundredth = 0.25;
-    constexpr int kLostPawn = 100;
-    constexpr int kRare = -80;
-    constexpr int kLowest = -127;
+    // The engine's default margin of 40 is a twelfth of the names. Half a pawn is within what the
+    // search that found a loss sees wrong, in gambits above all.
+    constexpr double kPerHalving = 11;
+    constexpr int kSmallLoss = 50;
+    constexpr double kRare = -80;
+    constexpr double kLowest = -127;
     BookImage image(std::move(shape));
     const std::span<const OpeningPosition> positions = graph.Positions();
     for (const OpeningPosition& opening : positions) {
         std::size_t most = 1;
         for (const OpeningStep& step : opening.steps) {
-            if (step.loss < kLostPawn) most = std::max(most, positions[step.to].names);
+            if (!IsLosing(step, positions[step.to].names))
+                most = std::max(most, positions[step.to].names);
         }
         std::vector<BookEntry> entries;
         for (const OpeningStep& step : opening.steps) {
             const double share =
                 static_cast<double>(positions[step.to].names) / static_cast<double>(most);
-            const double score =
-                std::min(0.0, kPerHalving * std::log2(share)) - kPerHundredth * step.loss;
+            const double rarity = std::min(0.0, kPerHalving * std::log2(share));
+            const int cost = std::max(0, step.loss - kSmallLoss);
             BookEntry entry = {};
             entry.move = EncodeBookMove(step.move);
-            entry.score = static_cast<std::int8_t>(std::max<long>(kLowest, std::lround(score)));
-            if (step.loss >= kLostPawn || score < kRare) entry.flags = kExcluded;
+            entry.score = static_cast<std::int8_t>(std::lround(std::max(kLowest, rarity - cost)));
+            if (IsLosing(step, positions[step.to].names) || rarity < kRare) entry.flags = kExcluded;
             entries.push_back(entry);
         }
         std::ranges::sort(entries, {}, [](const BookEntry& entry) {

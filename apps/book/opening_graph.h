@@ -54,9 +54,10 @@ private:
 /// Lines of data/openings-losses.tsv.
 std::span<const std::string_view> OpeningLosses();
 
-/// Scores   0 for the move behind which most names lie, less the fewer there are and the more the
-///          move costs; differences up to 40, which is the engine's margin, are fit to be played
-///          alike. A move that costs a pawn or is rare beyond that margin is excluded from play.
+/// Scores   0 for the move behind which most names lie, less the fewer there are and the more than
+///          half a pawn the move costs; differences up to 40, which is the engine's margin, are fit
+///          to be played alike. A move that is rare twice beyond that margin is excluded from play,
+///          and so is one that costs a pawn, and a quarter more for each doubling of the names.
 BookImage OpeningBook(const OpeningGraph& graph, BookShape shape);
 
 }  // namespace torval

@@ -64,12 +64,16 @@ TEST_F(OpeningBookTest, TheShippedOneIsWholeAndPlaysSensibly) {
     EXPECT_THAT(Played(""), UnorderedElementsAre("e2e4", "d2d4", "c2c4", "g1f3"));
     EXPECT_THAT(Played("e2e4"), IsSupersetOf({"e7e5", "c7c5", "e7e6", "c7c6"}));
     EXPECT_THAT(Played("e2e4 e7e5 g1f3 b8c6"), IsSupersetOf({"f1b5", "f1c4"}));
-    EXPECT_THAT(Played("d2d4 d7d5"), Contains("c2c4"));
+    EXPECT_THAT(Played("e2e4 e7e5 g1f3 b8c6 f1b5 g8f6 e1g1 f6e4"), Contains("d2d4"));
+    EXPECT_THAT(Played("d2d4 d7d5"), UnorderedElementsAre("c2c4", "g1f3", "b1c3"));
     // The French Defence by another order of moves than the table has.
     EXPECT_THAT(Played("e2e4 e7e6 d2d4 d7d5"), IsSupersetOf({"b1c3", "e4e5"}));
     EXPECT_THAT(Played("d2d4 e7e6 e2e4 d7d5"), IsSupersetOf({"b1c3", "e4e5"}));
     // What has a name and loses at once is known, so as to be recognised, but excluded.
-    for (const auto& [moves, blunder] : {std::pair{"f2f3 e7e5", "g2g4"}}) {
+    for (const auto& [moves, blunder] : {std::pair{"f2f3 e7e5", "g2g4"},
+                                         std::pair{"g2g4 e7e5", "f2f3"},
+                                         std::pair{"d2d4 d7d5 c2c4 d5c4 e2e3 e7e5", "d1b3"},
+                                         std::pair{"e2e4 e7e5 g1f3 b8c6", "f3e5"}}) {
         EXPECT_THAT(Played(moves), Not(Contains(blunder)));
         EXPECT_THAT(Moves(), Contains(MatchesRegex(blunder + std::string(" .* [4c]0"))));
     }
@@ -89,9 +93,9 @@ TEST_F(OpeningBookTest, LinesMeetAndLossesCount) {
     // No line has 1. Nf3 e5 2. e4, but two have the positions before and behind that move.
     EXPECT_THAT(Played("g1f3 e7e5"), UnorderedElementsAre("e2e4"));
     EXPECT_THAT(Played("e2e4 e7e5"), UnorderedElementsAre("g1f3", "f2f4", "f1c4"));
-    EXPECT_THAT(Moves(), UnorderedElementsAre("g1f3 0 00", "f1c4 0 00", "f2f4 -15 80"));
+    EXPECT_THAT(Moves(), UnorderedElementsAre("g1f3 0 00", "f1c4 0 00", "f2f4 -10 80"));
     EXPECT_THAT(Played("e2e4 c7c5"), UnorderedElementsAre("g1f3", "b1c3"));
-    EXPECT_THAT(Moves(), Contains("d1h5 -25 c0"));
+    EXPECT_THAT(Moves(), Contains("d1h5 -50 c0"));
     EXPECT_THAT(Played("a2a3"), testing::IsEmpty());
 }
 
