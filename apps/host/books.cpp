@@ -20,17 +20,19 @@ namespace fs = std::filesystem;
 constexpr const char* kMainBook = "TORVAL.BK1";
 constexpr const char* kUserBook = "USERBOOK.BK";
 
+/// Opened as the engine does.
 bool IsWritableFile(const fs::path& path) {
     std::error_code error;
-    return fs::is_regular_file(path, error) && access(path.c_str(), R_OK | W_OK) == 0;
+    return fs::is_regular_file(path, error) &&
+           std::fstream(path, std::ios::binary | std::ios::in | std::ios::out).is_open();
 }
 
 /// The shipped book, whether or not it can be written; empty when there is none.
-fs::path ShippedBook() {
+fs::path ShippedBook(const fs::path& program) {
     std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error).parent_path();
+    if (program.empty()) return {};
     for (const char* directory : {".", "share/torval", "../share/torval"}) {
-        const fs::path path = (program / directory / kMainBook).lexically_normal();
+        fs::path path = (program / directory / kMainBook).lexically_normal();
         if (fs::is_regular_file(path, error)) return path;
     }
     return {};
@@ -56,8 +58,9 @@ std::string BytesOf(const fs::path& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-std::string MainBook(const fs::path& data, std::vector<std::string>* remarks) {
-    const fs::path shipped = ShippedBook();
+std::string MainBook(const BookPlaces& places, std::vector<std::string>* remarks) {
+    const fs::path data = places.data;
+    const fs::path shipped = ShippedBook(places.program);
     const fs::path copy = data / kMainBook;
     if (IsWritableFile(shipped)) return shipped;
     if (!data.empty() && IsWritableFile(copy)) return copy;
@@ -81,8 +84,6 @@ std::string UserBook(const fs::path& data, std::vector<std::string>* remarks) {
     return {};
 }
 
-}  // namespace
-
 std::string UserDataDirectory() {
     const char* const data = std::getenv("XDG_DATA_HOME");
     // A relative directory is to be ignored.
@@ -91,17 +92,25 @@ std::string UserDataDirectory() {
     return home && home[0] == '/' ? std::string(home) + "/.local/share/torval" : std::string();
 }
 
-BookFiles PrepareMainBook() {
+}  // namespace
+
+BookPlaces BookPlaces::OfThisProcess() {
+    std::error_code error;
+    return {.program = fs::read_symlink("/proc/self/exe", error).parent_path().string(),
+            .data = UserDataDirectory()};
+}
+
+BookFiles PrepareMainBook(const BookPlaces& places) {
     BookFiles files;
-    files.main = MainBook(UserDataDirectory(), &files.remarks);
+    files.main = MainBook(places, &files.remarks);
     return files;
 }
 
-BookFiles PrepareBooks(const std::string& main) {
+BookFiles PrepareBooks(const std::string& main, const BookPlaces& places) {
     BookFiles files;
-    if (main.empty()) files = PrepareMainBook();
+    if (main.empty()) files = PrepareMainBook(places);
     if (!main.empty()) files.main = fs::absolute(main).string();
-    files.user = UserBook(UserDataDirectory(), &files.remarks);
+    files.user = UserBook(places.data, &files.remarks);
     return files;
 }
 

@@ -2,8 +2,9 @@
 //
 // Places   the shipped book TORVAL.BK1 is looked for beside the program, in share/torval there, and
 //          in ../share/torval. The engine writes to its books, so where the shipped one cannot be
-//          written a copy in the user's data directory stands for it. The user's book, USERBOOK.BK,
-//          lies in the data directory and begins empty.
+//          written a copy in the user's data directory stands for it: made once, and kept when a
+//          later program ships another book, since it may hold changes. The user's book,
+//          USERBOOK.BK, lies in the data directory and begins empty.
 // Data directory  $XDG_DATA_HOME/torval, else ~/.local/share/torval.
 // Source   the XDG Base Directory Specification.
 // Errors   an empty name where a book cannot be had, and a sentence about it in `remarks`.
@@ -28,14 +29,19 @@ struct BookFiles {
     std::vector<std::string> remarks;
 };
 
+struct BookPlaces {
+    std::string program;  ///< the directory that the program is in
+    std::string data;     ///< the data directory, which may not exist; empty when no home is known
+
+    static BookPlaces OfThisProcess();
+};
+
 /// Finds the books, copying or creating what has to be. A name given stands for the main book.
-BookFiles PrepareBooks(const std::string& main = {});
+BookFiles PrepareBooks(const std::string& main = {},
+                       const BookPlaces& places = BookPlaces::OfThisProcess());
 
 /// Only the main one; `user` stays empty.
-BookFiles PrepareMainBook();
-
-/// The data directory, which may not exist; empty when no home is known.
-std::string UserDataDirectory();
+BookFiles PrepareMainBook(const BookPlaces& places = BookPlaces::OfThisProcess());
 
 /// A sentence for a result of SelectBook that is not 0.
 std::string BookProblem(const std::string& path, int result);

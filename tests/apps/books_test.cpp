@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -73,6 +74,59 @@ TEST_F(HostBooks, TheUserBookBeginsEmptyAndStays) {
     EXPECT_EQ(none.user, "");
     ASSERT_EQ(none.remarks.size(), 1U);
     EXPECT_THAT(none.remarks[0], HasSubstr("there is no user book"));
+}
+
+/// Until it goes, files that are not everyone's are closed to this process also when root runs it.
+class WithoutRights {
+public:
+    WithoutRights() {
+        constexpr uid_t kNobody = 65534;
+        if (was_ == 0) {
+            EXPECT_EQ(seteuid(kNobody), 0);
+        }
+    }
+    ~WithoutRights() {
+        if (was_ == 0) {
+            EXPECT_EQ(seteuid(was_), 0);
+        }
+    }
+    WithoutRights(const WithoutRights&) = delete;
+    WithoutRights& operator=(const WithoutRights&) = delete;
+
+private:
+    const uid_t was_ = geteuid();
+};
+
+TEST_F(HostBooks, TheShippedBookServesInPlaceOrAsACopy) {
+    const fs::path shipped = home_ / "share/torval/TORVAL.BK1";
+    const BookPlaces places = {.program = (home_ / "bin").string(),
+                               .data = (home_ / "data/torval").string()};
+    const std::string copy = places.data + "/TORVAL.BK1";
+    fs::create_directories(places.program);
+    EXPECT_THAT(PrepareMainBook(places).remarks, testing::ElementsAre(HasSubstr("is missing")));
+
+    fs::create_directories(shipped.parent_path());
+    std::ofstream(shipped) << "shipped";
+    EXPECT_EQ(PrepareMainBook(places).main, shipped.string());
+    EXPECT_FALSE(fs::exists(places.data));
+
+    const auto readable = fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read;
+    fs::permissions(shipped, readable);
+    fs::permissions(home_, fs::perms::all);
+    const WithoutRights without_rights;
+    const auto text_of = [](const fs::path& path) {
+        std::string text;
+        std::ifstream(path) >> text;
+        return text;
+    };
+    EXPECT_EQ(PrepareMainBook(places).main, copy);
+    EXPECT_EQ(text_of(copy), "shipped");
+    std::ofstream(copy) << "edited";
+    EXPECT_EQ(PrepareMainBook(places).main, copy);
+    EXPECT_EQ(text_of(copy), "edited");
+    const BookFiles nowhere = PrepareMainBook({.program = places.program, .data = "/proc/torval"});
+    EXPECT_EQ(nowhere.main, "");
+    EXPECT_THAT(nowhere.remarks, testing::ElementsAre(HasSubstr("cannot be written, nor copied")));
 }
 
 TEST_F(HostBooks, APlayerLearnsAndForgetsMoves) {

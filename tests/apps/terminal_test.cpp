@@ -33,7 +33,7 @@ public:
             setenv("LC_ALL", "C", 1);
             setenv("XDG_STATE_HOME", state_home.c_str(), 1);
             unsetenv("INPUTRC");
-            execl(TORVAL_PROGRAM, "torval", "play", static_cast<char*>(nullptr));
+            execl(TORVAL_PROGRAM, "torval", "play", "--book=none", static_cast<char*>(nullptr));
             _exit(127);
         }
         slave_ = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
