@@ -107,22 +107,22 @@ void RunBench(const BenchOptions& options, Console& console) {
 
 }  // namespace
 
-void AddBenchCommand(CLI::App* application, Console& console) {
+void AddBenchCommand(Subcommand application, Console& console) {
     const auto options = std::make_shared<BenchOptions>();
-    CLI::App* const command = application->add_subcommand(
+    Subcommand command = application.AddCommand(
         "bench",
         "Search fixed positions; the number of nodes is the signature of the search, the rates are "
         "by processor time");
     command
-        ->add_option(
+        .AddOption(
             "DEPTH",
-            options->depth,
+            &options->depth,
             "iterations for each position (" + std::to_string(kDefaultDepth) + " if not given)")
-        ->check(CLI::Range(1, kMaxDepth))
-        ->type_name("");
+        .InRange(1, kMaxDepth)
+        .ValueName("");
     AddBookOption(command, &options->book);
-    command->add_flag("--json", options->json, "answer with one line of JSON");
-    command->callback([options, &console] { RunBench(*options, console); });
+    command.AddFlag("--json", &options->json, "answer with one line of JSON");
+    command.OnRun([options, &console] { RunBench(*options, console); });
 }
 
 }  // namespace torval

@@ -5,21 +5,20 @@
 // Lifetime the console must outlive the application.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include "apps/console.h"
+#include "apps/options.h"
 
 namespace torval {
 
-void AddPlayCommand(CLI::App* application, Console& console);
-void AddSearchCommand(CLI::App* application, Console& console);
-void AddEvalCommand(CLI::App* application, Console& console);
-void AddMovesCommand(CLI::App* application, Console& console);
-void AddPerftCommand(CLI::App* application, Console& console);
-void AddStateCommand(CLI::App* application, Console& console);
-void AddParseCommand(CLI::App* application, Console& console);
-void AddBenchCommand(CLI::App* application, Console& console);
-void AddBookCommand(CLI::App* application, Console& console);
-void AddUciCommand(CLI::App* application, Console& console);
+void AddPlayCommand(Subcommand application, Console& console);
+void AddSearchCommand(Subcommand application, Console& console);
+void AddEvalCommand(Subcommand application, Console& console);
+void AddMovesCommand(Subcommand application, Console& console);
+void AddPerftCommand(Subcommand application, Console& console);
+void AddStateCommand(Subcommand application, Console& console);
+void AddParseCommand(Subcommand application, Console& console);
+void AddBenchCommand(Subcommand application, Console& console);
+void AddBookCommand(Subcommand application, Console& console);
+void AddUciCommand(Subcommand application, Console& console);
 
 }  // namespace torval

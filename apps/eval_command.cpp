@@ -117,19 +117,18 @@ void RunEval(const EvalOptions& options, Console& console) {
 
 }  // namespace
 
-void AddEvalCommand(CLI::App* application, Console& console) {
+void AddEvalCommand(Subcommand application, Console& console) {
     const auto options = std::make_shared<EvalOptions>();
-    CLI::App* const command =
-        application->add_subcommand("eval", "Evaluate a position without searching");
+    Subcommand command = application.AddCommand("eval", "Evaluate a position without searching");
     AddFenOption(command, &options->position);
     AddEpdOption(command, &options->position);
-    command->add_option("--book", options->book, "tell the moves of this opening book as well")
-        ->type_name("FILE");
-    command->add_flag("--json",
-                      options->json,
-                      "answer with one line of JSON, in 1/128 pawn: the score for the side to "
-                      "move, its material and positional parts for White");
-    command->callback([options, &console] { RunEval(*options, console); });
+    command.AddOption("--book", &options->book, "tell the moves of this opening book as well")
+        .ValueName("FILE");
+    command.AddFlag("--json",
+                    &options->json,
+                    "answer with one line of JSON, in 1/128 pawn: the score for the side to "
+                    "move, its material and positional parts for White");
+    command.OnRun([options, &console] { RunEval(*options, console); });
 }
 
 }  // namespace torval

@@ -70,16 +70,16 @@ void RunMoves(const MovesOptions& options, Console& console) {
 
 }  // namespace
 
-void AddMovesCommand(CLI::App* application, Console& console) {
+void AddMovesCommand(Subcommand application, Console& console) {
     const auto options = std::make_shared<MovesOptions>();
-    CLI::App* const command = application->add_subcommand("moves", "List the legal moves");
+    Subcommand command = application.AddCommand("moves", "List the legal moves");
     AddFenOption(command, &options->position);
     AddMovesOption(command, &options->position);
     AddEpdOption(command, &options->position);
-    command->add_flag("--json",
-                      options->json,
-                      "answer with one line of JSON: the generated lists and the legal one");
-    command->callback([options, &console] { RunMoves(*options, console); });
+    command.AddFlag("--json",
+                    &options->json,
+                    "answer with one line of JSON: the generated lists and the legal one");
+    command.OnRun([options, &console] { RunMoves(*options, console); });
 }
 
 }  // namespace torval

@@ -41,16 +41,15 @@ void RunParse(const ParseOptions& options, Console& console) {
 
 }  // namespace
 
-void AddParseCommand(CLI::App* application, Console& console) {
+void AddParseCommand(Subcommand application, Console& console) {
     const auto options = std::make_shared<ParseOptions>();
-    CLI::App* const command =
-        application->add_subcommand("parse", "Tell which legal moves a text can mean");
-    command->add_option("TEXT", options->text, "a move, such as Nf3 or e2e4")
-        ->required()
-        ->type_name("");
+    Subcommand command = application.AddCommand("parse", "Tell which legal moves a text can mean");
+    command.AddOption("TEXT", &options->text, "a move, such as Nf3 or e2e4")
+        .Required()
+        .ValueName("");
     AddFenOption(command, &options->position);
-    command->add_flag("--json", options->json, "answer with one line of JSON");
-    command->callback([options, &console] { RunParse(*options, console); });
+    command.AddFlag("--json", &options->json, "answer with one line of JSON");
+    command.OnRun([options, &console] { RunParse(*options, console); });
 }
 
 }  // namespace torval

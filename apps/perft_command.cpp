@@ -59,21 +59,20 @@ void RunPerft(const PerftOptions& options, Console& console) {
 
 }  // namespace
 
-void AddPerftCommand(CLI::App* application, Console& console) {
+void AddPerftCommand(Subcommand application, Console& console) {
     const auto options = std::make_shared<PerftOptions>();
-    CLI::App* const command = application->add_subcommand(
+    Subcommand command = application.AddCommand(
         "perft", "Count the sequences of legal moves, each made and taken back");
-    CLI::Option* const depth =
-        command->add_option("DEPTH", options->depth, "length of the sequences in half-moves")
-            ->required()
-            ->check(CLI::Range(0, kMaxPerftDepth))
-            ->type_name("");
+    command.AddOption("DEPTH", &options->depth, "length of the sequences in half-moves")
+        .Required()
+        .InRange(0, kMaxPerftDepth)
+        .ValueName("");
     AddFenOption(command, &options->position);
-    command->add_flag("--divide", options->divide, "tell the count of each first move, DEPTH >= 1");
-    command->add_flag("--json", options->json, "answer with one line of JSON");
-    command->callback([options, depth, &console] {
+    command.AddFlag("--divide", &options->divide, "tell the count of each first move, DEPTH >= 1");
+    command.AddFlag("--json", &options->json, "answer with one line of JSON");
+    command.OnRun([options, &console] {
         if (options->divide && options->depth == 0) {
-            throw CLI::ValidationError(depth->get_name(), "--divide needs a depth of 1 at least");
+            throw UsageError("DEPTH: --divide needs a depth of 1 at least");
         }
         RunPerft(*options, console);
     });

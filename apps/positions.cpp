@@ -84,33 +84,31 @@ std::size_t CountLines(const std::string& file) {
 
 }  // namespace
 
-void AddFenOption(CLI::App* command, PositionOptions* options) {
-    command->add_option("--fen", options->fen, "position, the start position if not given")
-        ->type_name("FEN");
+void AddFenOption(Subcommand command, PositionOptions* options) {
+    command.AddOption("--fen", &options->fen, "position, the start position if not given")
+        .ValueName("FEN");
 }
 
-void AddMovesOption(CLI::App* command, PositionOptions* options) {
+void AddMovesOption(Subcommand command, PositionOptions* options) {
     command
-        ->add_option("--moves",
-                     options->moves,
-                     "moves to play from the position, in one argument: \"e2e4 e7e5\", \"e4 e5\"")
-        ->type_name("MOVES");
+        .AddOption("--moves",
+                   &options->moves,
+                   "moves to play from the position, in one argument: \"e2e4 e7e5\", \"e4 e5\"")
+        .ValueName("MOVES");
 }
 
-void AddEpdOption(CLI::App* command, PositionOptions* options) {
-    CLI::Option* const epd =
-        command
-            ->add_option("--epd",
-                         options->epd,
-                         "answer each position of a file, one a line; - reads standard input")
-            ->type_name("FILE");
-    for (const char* other : {"--fen", "--moves"}) {
-        if (CLI::Option* const option = command->get_option_no_throw(other)) epd->excludes(option);
-    }
+void AddEpdOption(Subcommand command, PositionOptions* options) {
+    command
+        .AddOption("--epd",
+                   &options->epd,
+                   "answer each position of a file, one a line; - reads standard input")
+        .ValueName("FILE")
+        .Excludes("--fen")
+        .Excludes("--moves");
 }
 
-void AddBookOption(CLI::App* command, std::string* file) {
-    command->add_option("--book", *file, "play from this opening book")->type_name("FILE");
+void AddBookOption(Subcommand command, std::string* file) {
+    command.AddOption("--book", file, "play from this opening book").ValueName("FILE");
 }
 
 void UseBook(const std::string& file) {

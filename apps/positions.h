@@ -3,7 +3,6 @@
 // Errors   InputError, with the name of the option, or file and line, that the input came from.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include "apps/console.h"
 #include "apps/fen.h"
+#include "apps/options.h"
 #include "board/position.h"
 
 namespace torval {
@@ -22,13 +22,13 @@ struct PositionOptions {
     std::string epd;    ///< a file of positions, "-" for standard input; replaces fen and moves
 };
 
-void AddFenOption(CLI::App* command, PositionOptions* options);
-void AddMovesOption(CLI::App* command, PositionOptions* options);
+void AddFenOption(Subcommand command, PositionOptions* options);
+void AddMovesOption(Subcommand command, PositionOptions* options);
 /// To be added after --fen and, where the command has it, --moves.
-void AddEpdOption(CLI::App* command, PositionOptions* options);
+void AddEpdOption(Subcommand command, PositionOptions* options);
 
 /// --book FILE, for a command that plays from no book without it.
-void AddBookOption(CLI::App* command, std::string* file);
+void AddBookOption(Subcommand command, std::string* file);
 /// Opens the file as the main book; nothing for an empty name. After StartEngine.
 void UseBook(const std::string& file);
 

@@ -182,38 +182,36 @@ void RunSearch(const SearchOptions& options, Console& console) {
 
 }  // namespace
 
-void AddSearchCommand(CLI::App* application, Console& console) {
+void AddSearchCommand(Subcommand application, Console& console) {
     const auto options = std::make_shared<SearchOptions>();
-    CLI::App* const command =
-        application->add_subcommand("search", "Compute a move, telling the best lines on the way");
+    Subcommand command =
+        application.AddCommand("search", "Compute a move, telling the best lines on the way");
     AddFenOption(command, &options->position);
     AddMovesOption(command, &options->position);
     AddEpdOption(command, &options->position);
-    CLI::Option* const depth =
-        command
-            ->add_option("--depth",
-                         options->depth,
-                         "iterations, in half-moves (" + std::to_string(kDefaultDepth) +
-                             " if no limit is given)")
-            ->check(CLI::Range(1, kMaxDepth))
-            ->type_name("N");
-    command->add_option("--movetime", options->seconds, "time to think, in whole seconds")
-        ->check(CLI::Range(1, kMaxSeconds))
-        ->type_name("SECONDS")
-        ->excludes(depth);
-    CLI::Option* const skip =
-        command->add_option("--skip", options->skip, "legal moves to leave out: \"e2e4 d2d4\"")
-            ->type_name("MOVES");
-    skip->excludes(command->get_option("--epd"));
     command
-        ->add_option("--hash",
-                     options->table_kilobytes,
-                     "most kilobytes for the transposition table, 0 for none (1024 if not given)")
-        ->check(CLI::Range(0, kMaxTableKilobytes))
-        ->type_name("KB");
+        .AddOption("--depth",
+                   &options->depth,
+                   "iterations, in half-moves (" + std::to_string(kDefaultDepth) +
+                       " if no limit is given)")
+        .InRange(1, kMaxDepth)
+        .ValueName("N");
+    command.AddOption("--movetime", &options->seconds, "time to think, in whole seconds")
+        .InRange(1, kMaxSeconds)
+        .ValueName("SECONDS")
+        .Excludes("--depth");
+    command.AddOption("--skip", &options->skip, "legal moves to leave out: \"e2e4 d2d4\"")
+        .ValueName("MOVES")
+        .Excludes("--epd");
+    command
+        .AddOption("--hash",
+                   &options->table_kilobytes,
+                   "most kilobytes for the transposition table, 0 for none (1024 if not given)")
+        .InRange(0, kMaxTableKilobytes)
+        .ValueName("KB");
     AddBookOption(command, &options->book);
-    command->add_flag("--json", options->json, "answer with one line of JSON");
-    command->callback([options, &console] { RunSearch(*options, console); });
+    command.AddFlag("--json", &options->json, "answer with one line of JSON");
+    command.OnRun([options, &console] { RunSearch(*options, console); });
 }
 
 }  // namespace torval

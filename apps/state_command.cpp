@@ -59,14 +59,14 @@ void RunState(const StateOptions& options, Console& console) {
 
 }  // namespace
 
-void AddStateCommand(CLI::App* application, Console& console) {
+void AddStateCommand(Subcommand application, Console& console) {
     const auto options = std::make_shared<StateOptions>();
-    CLI::App* const command =
-        application->add_subcommand("state", "Show what the engine keeps about a position");
+    Subcommand command =
+        application.AddCommand("state", "Show what the engine keeps about a position");
     AddFenOption(command, &options->position);
     AddMovesOption(command, &options->position);
-    command->add_flag("--json", options->json, "answer with one line of JSON");
-    command->callback([options, &console] { RunState(*options, console); });
+    command.AddFlag("--json", &options->json, "answer with one line of JSON");
+    command.OnRun([options, &console] { RunState(*options, console); });
 }
 
 }  // namespace torval

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "apps/book/book_builder.h"
@@ -79,8 +80,8 @@ void AddMoves(CLI::App* book, Console& console) {
     const auto options = std::make_shared<Options>();
     CLI::App* const command = book->add_subcommand("moves", "Show the moves of a position");
     AddFile(command, &options->file, "the book");
-    AddFenOption(command, &options->position);
-    AddMovesOption(command, &options->position);
+    AddFenOption(Subcommand(command), &options->position);
+    AddMovesOption(Subcommand(command), &options->position);
     command->callback(
         [options, &console] { ShowBookMoves(options->file, options->position, console); });
 }
@@ -126,8 +127,8 @@ CLI::App* AddEdit(CLI::App* book,
                   EditFunction edit) {
     CLI::App* const command = book->add_subcommand(name, what);
     AddFile(command, &options->file, "the book, changed in place");
-    AddFenOption(command, &options->position);
-    AddMovesOption(command, &options->position);
+    AddFenOption(Subcommand(command), &options->position);
+    AddMovesOption(Subcommand(command), &options->position);
     command->get_option("--moves")->required();
     command->callback([options, edit, &console] { edit(*options, console); });
     return command;
@@ -178,9 +179,9 @@ void AddExclude(CLI::App* book, Console& console) {
 
 }  // namespace
 
-void AddBookCommand(CLI::App* application, Console& console) {
+void AddBookCommand(Subcommand application, Console& console) {
     CLI::App* const book =
-        application->add_subcommand("book", "Make, show and change opening books");
+        application.AddCommand("book", "Make, show and change opening books").App();
     book->require_subcommand(1);
     AddMake(book, console);
     AddMerge(book, console);

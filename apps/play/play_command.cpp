@@ -1,7 +1,6 @@
 #include <unistd.h>
 
 #include <iostream>
-#include <map>
 #include <memory>
 #include <stdexcept>
 
@@ -45,24 +44,25 @@ void RunPlay(PlayArguments arguments, Console& console) {
 
 }  // namespace
 
-void AddPlayCommand(CLI::App* application, Console& console) {
+void AddPlayCommand(Subcommand application, Console& console) {
     const auto arguments = std::make_shared<PlayArguments>();
     PlayOptions* const options = &arguments->options;
-    CLI::App* const command = application->add_subcommand(
+    Subcommand command = application.AddCommand(
         "play", "Play a game; commands come from the terminal, or one a line from elsewhere");
-    command->add_flag("--ascii", options->style.ascii, "draw the board with letters");
-    command->add_flag("--flip", options->style.flipped, "Black at the bottom of the board");
-    const std::map<std::string, Language> languages = {{"en", Language::English},
-                                                       {"nl", Language::Dutch}};
-    command->add_option("--language", options->language, "of the settings: en or nl")
-        ->transform(CLI::CheckedTransformer(languages))
-        ->option_text("LANGUAGE");
-    command->add_option("--book", arguments->book, "the main opening book, or none to play without")
-        ->option_text("FILE|none");
-    command->footer(
+    command.AddFlag("--ascii", &options->style.ascii, "draw the board with letters");
+    command.AddFlag("--flip", &options->style.flipped, "Black at the bottom of the board");
+    command
+        .AddChoice<Language>("--language",
+                             &options->language,
+                             {{"en", Language::English}, {"nl", Language::Dutch}},
+                             "of the settings: en or nl")
+        .ValueName("LANGUAGE");
+    command.AddOption("--book", &arguments->book, "the main opening book, or none to play without")
+        .ValueName("FILE|none");
+    command.Footer(
         "Type 'help' there to see the commands. In a script, a refused command is\n"
         "reported with its line, the rest is carried out, and the exit code is 1.");
-    command->callback([arguments, &console] { RunPlay(*arguments, console); });
+    command.OnRun([arguments, &console] { RunPlay(*arguments, console); });
 }
 
 }  // namespace torval

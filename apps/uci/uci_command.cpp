@@ -5,10 +5,10 @@
 
 namespace torval {
 
-void AddUciCommand(CLI::App* application, Console& console) {
-    CLI::App* const command =
-        application->add_subcommand("uci", "Speak the UCI protocol with a chess program");
-    command->callback([&console] {
+void AddUciCommand(Subcommand application, Console& console) {
+    Subcommand command =
+        application.AddCommand("uci", "Speak the UCI protocol with a chess program");
+    command.OnRun([&console] {
         console.out << std::flush;
         RunUci(STDIN_FILENO, STDOUT_FILENO);
     });

@@ -263,7 +263,8 @@ TEST_F(BadGameTest, KeepsTheGame) {
     const Played played = Play("auto off\nd4\nload game " + file_ + "\nmoves\nd5\nback 2\n");
     EXPECT_THAT(played.err, HasSubstr("torval: a command was refused"));
     EXPECT_THAT(played.err, HasSubstr("move 3 'Ke3' cannot be played"));
-    EXPECT_THAT(played.out, HasSubstr("1. d4\n1... d5\nOpening: D00 Queen's Pawn Game\nBack at the start.\n"));
+    EXPECT_THAT(played.out,
+                HasSubstr("1. d4\n1... d5\nOpening: D00 Queen's Pawn Game\nBack at the start.\n"));
 }
 
 TEST_F(BadGameTest, LetsTheClockRunOnOrStand) {
