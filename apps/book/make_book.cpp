@@ -131,10 +131,10 @@ BookShape ShapeOf(const MakeBookOptions& options) {
     if (options.version.size() != 2 || !std::ranges::all_of(options.version, digit)) {
         throw InputError("--version: " + Quote(options.version) + " is not two digits");
     }
-    const BookShape shape = {.has_statistics = options.variant == "bx",
-                             .version_major = options.version[0],
-                             .version_minor = options.version[1],
-                             .comment = options.comment};
+    BookShape shape = {.has_statistics = options.variant == "bx",
+                       .version_major = options.version[0],
+                       .version_minor = options.version[1],
+                       .comment = options.comment};
     const std::size_t most = shape.BlockSize() - kBlockLinks - 1;
     if (options.comment.size() > most) {
         throw InputError("--comment: " + std::to_string(options.comment.size()) +
