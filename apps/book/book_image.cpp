@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <utility>
 
 #include "book/new_book.h"
 
@@ -69,30 +70,35 @@ private:
 
 }  // namespace
 
-void BookImage::Add(HashKey key, std::span<const BookEntry> given) {
-    if (given.empty()) return;
-    std::vector<BookEntry> entries(given.begin(), given.end());
-    if (entries.size() > kMostEntries) {
-        std::ranges::stable_sort(entries, std::ranges::greater(), &BookEntry::games);
-        entries.resize(kMostEntries);
+// Room for the largest book is address space alone until it is filled; growing would copy.
+BookImage::BookImage(BookShape shape) : shape_(std::move(shape)) {
+    records_.reserve(std::size_t{kMostBlocks} * shape_.BlockSize());
+}
+
+void BookImage::Add(HashKey key, std::span<const BookEntry> entries) {
+    if (entries.empty()) return;
+    std::vector<BookEntry> kept(entries.begin(), entries.end());
+    if (kept.size() > kMostEntries) {
+        std::ranges::stable_sort(kept, std::ranges::greater(), &BookEntry::games);
+        kept.resize(kMostEntries);
     }
     const std::size_t entry_size = shape_.has_statistics ? kStatisticsEntrySize : kPlainEntrySize;
     const std::size_t start = records_.size();
-    const std::size_t size = kRecordKeys + entries.size() * entry_size;
+    const std::size_t size = kRecordKeys + kept.size() * entry_size;
     if (start + size > std::size_t{kMostBlocks} * shape_.BlockSize()) ThrowTooLarge(Positions());
     records_.resize(start + size);
     std::uint8_t* at = &records_[start];
     Store16(at, SecondaryKey(key));
     Store32(at + 2, PrimaryKey(key));
     at += kRecordKeys;
-    for (BookEntry& entry : entries) {
+    for (BookEntry& entry : kept) {
         entry.flags &= static_cast<std::uint8_t>(~kLastEntry);
-        if (&entry == &entries.back()) entry.flags |= kLastEntry;
+        if (&entry == &kept.back()) entry.flags |= kLastEntry;
         StoreEntry(at, entry, shape_.has_statistics);
         at += entry_size;
     }
     starts_.push_back(static_cast<std::uint32_t>(start));
-    entries_ += entries.size();
+    entries_ += kept.size();
 }
 
 std::span<const std::uint8_t> BookImage::Record(std::size_t number) const {
@@ -130,6 +136,7 @@ std::vector<std::uint8_t> BookImage::Build() const {
         }
     }
 
+    file.reserve(std::size_t{kMostBlocks} * header.BlockSize());
     const std::size_t index = std::size_t{header.IndexBlock()} * header.BlockSize();
     ChainWriter chains(&file, header.BlockSize());
     for (std::size_t slot = 0; slot < slots; ++slot) {

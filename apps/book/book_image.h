@@ -36,7 +36,7 @@ public:
 
 class BookImage {
 public:
-    explicit BookImage(BookShape shape) : shape_(std::move(shape)) {}
+    explicit BookImage(BookShape shape);
 
     /// Adds a position that was not added before, with its moves in the order in which the engine
     /// is to find them. Of more than kMostEntries those with the most games stay; of none the

@@ -98,9 +98,10 @@ bool GameStream::Next(StreamedGame* game) {
     do {
         if (!ReadGame(game)) return false;
     } while (!something_read_ && game->error.empty());
+    const std::string_view text = game->text;
     std::size_t begin = 0;
     for (const std::size_t end : ends_) {
-        game->moves.push_back(std::string_view(game->text).substr(begin, end - begin));
+        game->moves.push_back(text.substr(begin, end - begin));
         begin = end;
     }
     return true;
