@@ -62,6 +62,7 @@ public:
                      const std::vector<std::pair<std::string, T>>& choices,
                      const std::string& help) {
         std::vector<std::string> words;
+        words.reserve(choices.size());
         for (const auto& choice : choices) words.push_back(choice.first);
         return AddWords(
             name,
