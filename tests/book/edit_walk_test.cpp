@@ -211,7 +211,8 @@ TEST_P(BookWalkTest, EditsDoWhatAPlainMapDoes) {
         fullest = std::max(fullest, report.most_entries);
         longest_chain = std::max(longest_chain, report.longest_chain);
     }
-    // The walk reached what it is for.
+    // The walk reached what it is for; a shortened one may not.
+    if (kSanitized) return;
     EXPECT_EQ(fullest, model.most_moves);
     EXPECT_GE(longest_chain, 5U);
 }
