@@ -1,6 +1,7 @@
 #include "apps/host/book_text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "apps/host/game_text.h"
@@ -19,7 +20,7 @@ std::string GamesText(const BMOVE2& move, bool white) {
     const auto won = static_cast<std::uint32_t>(white ? move.winwhite : move.winblack);
     const auto lost = static_cast<std::uint32_t>(white ? move.winblack : move.winwhite);
     const auto percent = [games](std::uint32_t part) {
-        return static_cast<int>(std::min(part, games) * 100.0 / games + 0.5);
+        return static_cast<int>(std::lround(std::min(part, games) * 100.0 / games));
     };
     const int percent_won = percent(won);
     const int percent_lost = percent(lost);

@@ -148,7 +148,7 @@ Reply Player::Execute(std::string_view line) {
         if (words.size() == 1) return EnterMove(words[0]);
         return Refuse("there is no command " + Quote(words[0]) + "; 'help' lists them");
     };
-    const Reply reply = carry_out();
+    Reply reply = carry_out();
     SettleEnd();
     return reply;
 }

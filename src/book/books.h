@@ -52,7 +52,7 @@ void CollectBookMoves(const MoveList& legal, W_BOOKMOVES* moves);
 void CollectBookMoves(const MoveList& legal, W_BOOKMOVES2* moves);
 
 /// The entry of a chain that a book's move stands for: the same squares and promotion.
-MoveEntry* FindBookMove(Link head, const BookEntry& entry);
+MoveEntry* FindBookMove(Link head, const BookEntry& stored);
 
 /// One use of the books: the lock, and the messages that go out once it is given back.
 class BookOperation {
