@@ -1,5 +1,7 @@
 #include "apps/text.h"
 
+#include <charconv>
+
 namespace torval {
 
 std::vector<std::string_view> SplitWords(std::string_view text) {
@@ -28,6 +30,16 @@ std::string Quote(std::string_view text) {
     std::string quoted = "'";
     for (const char c : text.substr(0, kLongest)) quoted += c >= ' ' && c <= '~' ? c : '?';
     return quoted + (text.size() > kLongest ? "...'" : "'");
+}
+
+bool ReadNumber(std::string_view word, int least, int most, int* number) {
+    if (word.starts_with('+')) word.remove_prefix(1);
+    int value = 0;
+    const auto [end, code] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (code != std::errc() || end != word.data() + word.size()) return false;
+    if (value < least || value > most) return false;
+    *number = value;
+    return true;
 }
 
 }  // namespace torval

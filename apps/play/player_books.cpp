@@ -1,5 +1,3 @@
-#include <charconv>
-
 #include "apps/host/book_text.h"
 #include "apps/play/player.h"
 #include "apps/text.h"
@@ -42,16 +40,6 @@ constexpr UseName kUses[] = {
 constexpr const char* kUsage =
     "usage: book [on|off|main|user|both | add [N] [SCORE] | delete [N] | exclude | mode MODE | "
     "margin N]; 'help book' tells more";
-
-bool ReadNumber(std::string_view word, int least, int most, int* number) {
-    if (word.starts_with('+')) word.remove_prefix(1);
-    int value = 0;
-    const auto [end, code] = std::from_chars(word.data(), word.data() + word.size(), value);
-    if (code != std::errc() || end != word.data() + word.size()) return false;
-    if (value < least || value > most) return false;
-    *number = value;
-    return true;
-}
 
 std::string LastMoves(int count) {
     return count == 1 ? "the last half-move" : "the last " + std::to_string(count) + " half-moves";

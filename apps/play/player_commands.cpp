@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <charconv>
 
 #include "apps/host/game_text.h"
 #include "apps/play/level_text.h"
@@ -13,15 +12,6 @@ namespace {
 constexpr std::size_t kLineWidth = 79;
 constexpr std::size_t kUsageWidth = 24;
 constexpr int kMostBack = 400;
-
-bool ReadNumber(std::string_view word, int most, int* number) {
-    int value = 0;
-    const auto [end, code] = std::from_chars(word.data(), word.data() + word.size(), value);
-    if (code != std::errc() || end != word.data() + word.size()) return false;
-    if (value < 0 || value > most) return false;
-    *number = value;
-    return true;
-}
 
 std::string Joined(std::span<const std::string_view> words) {
     return JoinWords({words.begin(), words.end()});
@@ -282,7 +272,7 @@ Reply Player::Next(Words words) {
 Reply Player::Back(Words words) {
     // Without a number it is the player's turn again: the engine's answer goes too.
     int count = automatic_ && plies_.size() > 1 && plies_.back().by_engine ? 2 : 1;
-    if (words.size() > 1 || (!words.empty() && !ReadNumber(words[0], kMostBack, &count)) ||
+    if (words.size() > 1 || (!words.empty() && !ReadNumber(words[0], 0, kMostBack, &count)) ||
         count == 0) {
         return Refuse("usage: back [N], N from 1 to " + std::to_string(kMostBack));
     }
@@ -345,7 +335,7 @@ Reply Player::Clock(Words words) {
     int seconds = 0;
     const bool white = words[0] == "white";
     if (words.size() != 2 || (!white && words[0] != "black") ||
-        !ReadNumber(words[1], kMostSeconds, &seconds)) {
+        !ReadNumber(words[1], 0, kMostSeconds, &seconds)) {
         return Refuse("usage: clock [white|black SECONDS]");
     }
     if (thinking_) return Refuse(6);
