@@ -17,7 +17,7 @@
 
 #include "apps/book/book_builder.h"
 #include "apps/book/game_stream.h"
-#include "apps/book/replace_file.h"
+#include "apps/replace_file.h"
 #include "board/legality.h"
 #include "board/make.h"
 

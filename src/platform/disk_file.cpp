@@ -17,6 +17,7 @@ bool IsMadeToFail(DiskStep step) { return disk_step_fails && disk_step_fails(ste
 
 bool DiskFile::Open(const std::string& name, DiskAccess access) {
     Close();
+    if (IsMadeToFail(DiskStep::Open)) return false;
     // Opening a pipe or a device could wait for ever.
     std::error_code error;
     if (!std::filesystem::is_regular_file(name, error)) return false;
@@ -38,8 +39,12 @@ bool DiskFile::Seek(std::uint64_t position) {
 }
 
 std::size_t DiskFile::Read(std::span<std::uint8_t> bytes) {
-    if (!file_ || IsMadeToFail(DiskStep::Read)) return 0;
-    return std::fread(bytes.data(), 1, bytes.size(), file_.get());
+    read_failed_ = !file_ || IsMadeToFail(DiskStep::Read);
+    if (read_failed_) return 0;
+    std::clearerr(file_.get());
+    const std::size_t read = std::fread(bytes.data(), 1, bytes.size(), file_.get());
+    read_failed_ = std::ferror(file_.get()) != 0;
+    return read;
 }
 
 bool DiskFile::Write(std::span<const std::uint8_t> bytes) {

@@ -1,4 +1,4 @@
-// A file that is read and written in place, each step answering whether it worked.
+// A file that is read, or read and written in place, each step answering whether it worked.
 //
 // Buffering  none: what Write has accepted the system holds.
 // Thread     one at a time.
@@ -14,7 +14,7 @@
 
 namespace torval {
 
-enum class DiskStep { Seek, Read, Write, Flush };
+enum class DiskStep { Open, Seek, Read, Write, Flush };
 
 /// Tests make a step fail by answering true; null otherwise.
 extern bool (*disk_step_fails)(DiskStep step);
@@ -34,6 +34,8 @@ public:
     bool Seek(std::uint64_t position);
     /// How many bytes were read; fewer than asked for at the end of the file.
     std::size_t Read(std::span<std::uint8_t> bytes);
+    /// Whether the last Read was short for another reason than the end of the file.
+    bool ReadFailed() const { return read_failed_; }
     bool Write(std::span<const std::uint8_t> bytes);
     bool Flush();
 
@@ -42,6 +44,7 @@ private:
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
     std::unique_ptr<std::FILE, Closer> file_;
+    bool read_failed_ = false;
 };
 
 }  // namespace torval
