@@ -5,6 +5,8 @@
 
 #include "board/position.h"
 #include "book/books.h"
+#include "egtb/probe.h"
+#include "engine/databases_changed.h"
 #include "engine/notifications.h"
 #include "game/game.h"
 #include "game/think.h"
@@ -105,6 +107,8 @@ void ThreadProcedure(Ref<IStream> stream) {
 void InitialiseOnce() {
     EngineThreadState& state = State();
     if (state.initialised) return;
+    InitialiseDatabases();
+    databases_changed = InitialiseDatabases;
     // Without its books the engine plays on; a host that wants to know asks by SelectBook.
     (void)OpenBooks();
     InitialiseEngine();

@@ -1,6 +1,6 @@
 #include "eval/evaluate.h"
 
-#include "egtb/available.h"
+#include "egtb/probe.h"
 #include "eval/setup.h"
 
 namespace torval {
@@ -321,6 +321,12 @@ inline int LimitPositional(int positional) {
 
 template <Side Us>
 EvalResult Evaluate(int depth, int alpha, int beta, int search_ply) {
+    if (depth >= 0 && position.GamePhase >= PhaseEndgame) {
+        if (EndgameProbe* const probe = CheckTablebaseAvailable()) {
+            const EvalResult result = probe->ProbeTablebase(depth, alpha, beta);
+            if (probe->found) return result;
+        }
+    }
     const int balance = MaterialBalance(position.MaterialWord[White], position.MaterialWord[Black]);
     if (search_ply != 0) {
         const int own = Us == White ? balance : -balance;

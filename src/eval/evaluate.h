@@ -10,19 +10,9 @@
 #include <cstdint>
 
 #include "board/position.h"
+#include "platform/eval_result.h"
 
 namespace torval {
-
-/// A score with what is known about it; the shape of every search result.
-struct EvalResult {
-    std::int16_t score;
-    std::uint16_t flags;
-
-    bool operator==(const EvalResult&) const = default;
-};
-
-/// EvalResult::flags: the value is exact, from a database or a rule.
-inline constexpr std::uint16_t kExact = 0x20;
 
 /// No accepted position of up to 16 men a side comes near it, and it lies inside the full window.
 inline constexpr int kScoreLimit = 19500;

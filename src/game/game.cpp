@@ -6,6 +6,7 @@
 #include "board/draw.h"
 #include "board/make.h"
 #include "board/move_text.h"
+#include "egtb/tablebase_files.h"
 #include "eval/evaluate.h"
 #include "eval/setup.h"
 #include "platform/controller.h"
@@ -51,6 +52,7 @@ void ForgetGame() {
     LastPositionalScore = 0;
     next_best_list = {};
     ClearGameRecord();
+    CloseTablebaseFiles();
     ReleaseLegalMoves();
 }
 

@@ -1,0 +1,20 @@
+// A score with what is known about it; the shape of every search result.
+//
+// Thread   plain data.
+#pragma once
+
+#include <cstdint>
+
+namespace torval {
+
+struct EvalResult {
+    std::int16_t score;
+    std::uint16_t flags;
+
+    bool operator==(const EvalResult&) const = default;
+};
+
+/// EvalResult::flags: the value is exact, from a database or a rule.
+inline constexpr std::uint16_t kExact = 0x20;
+
+}  // namespace torval
