@@ -104,6 +104,7 @@ int RunCommandLine(int count, const char* const* arguments, Console& console) {
     AddParseCommand(Subcommand(&application), console);
     AddBenchCommand(Subcommand(&application), console);
     AddBookCommand(Subcommand(&application), console);
+    AddTablebaseCommand(Subcommand(&application), console);
     AddUciCommand(Subcommand(&application), console);
     try {
         application.parse(count, arguments);

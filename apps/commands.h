@@ -19,6 +19,7 @@ void AddStateCommand(Subcommand application, Console& console);
 void AddParseCommand(Subcommand application, Console& console);
 void AddBenchCommand(Subcommand application, Console& console);
 void AddBookCommand(Subcommand application, Console& console);
+void AddTablebaseCommand(Subcommand application, Console& console);
 void AddUciCommand(Subcommand application, Console& console);
 
 }  // namespace torval

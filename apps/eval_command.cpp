@@ -7,6 +7,7 @@
 #include "apps/host/book_text.h"
 #include "apps/notation.h"
 #include "apps/positions.h"
+#include "apps/tablebase/table_file.h"
 #include "book/books.h"
 #include "eval/evaluate.h"
 #include "eval/setup.h"
@@ -24,6 +25,7 @@ struct EvalOptions {
     PositionOptions position;
     bool json = false;
     std::string book;
+    std::string tablebases;
 };
 
 /// A row of the table: a term of both sides, in points.
@@ -44,7 +46,18 @@ constexpr std::array<Term, 9> kTerms = {{
     {"Piece squares", &EvalTerms::PerSide::piece_squares, 2},
 }};
 
-int Score() { return Evaluate(0, -kFullWindow, kFullWindow, 0).score; }
+EvalResult Evaluated() { return Evaluate(0, -kFullWindow, kFullWindow, 0); }
+int Score() { return Evaluated().score; }
+
+/// The score in words; one from a database counts from the position itself.
+std::string ScoreInWords() {
+    const EvalResult result = Evaluated();
+    if (!(result.flags & kExact)) return ScoreText(result.score);
+    const int score = result.score;
+    if (score == 0) return ValueText(kDrawValue);
+    const int moves = score > 0 ? (kMateUnits - score + 1) / 2 : (kMateUnits + score) / 2;
+    return ValueText(score > 0 ? MatesIn(moves) : MatedIn(moves));
+}
 int WhiteView(int score) { return position.SideToMove == White ? score : -score; }
 
 std::string JsonText() {
@@ -84,8 +97,12 @@ void PrintTable(std::ostream& console_out) {
     out << '\n';
     PrintBalance(out, "Positional terms together", terms.positional);
     PrintBalance(out, "of which count", LastPositionalScore);
-    PrintBalance(out, "Score for White", WhiteView(score));
-    PrintBalance(out, "Score for the side to move", score);
+    if (Evaluated().flags & kExact) {
+        out << "Endgame database: " << ScoreInWords() << " for the side to move\n";
+    } else {
+        PrintBalance(out, "Score for White", WhiteView(score));
+        PrintBalance(out, "Score for the side to move", score);
+    }
     console_out << out.str();
 }
 
@@ -101,13 +118,13 @@ void PrintBookMoves(std::ostream& out) {
 void RunEval(const EvalOptions& options, Console& console) {
     StartEngine();
     UseBook(options.book);
+    UseTablebases(options.tablebases);
     const bool many = !options.position.epd.empty();
     AnswerEach(options.position, console, [&](std::string_view fen) {
         if (options.json) {
             console.out << JsonText() << '\n';
         } else if (many) {
-            const int score = Score();
-            console.out << fen << ": " << ScoreText(score) << '\n';
+            console.out << fen << ": " << ScoreInWords() << '\n';
         } else {
             PrintTable(console.out);
             if (!options.book.empty()) PrintBookMoves(console.out);
@@ -124,6 +141,7 @@ void AddEvalCommand(Subcommand application, Console& console) {
     AddEpdOption(command, &options->position);
     command.AddOption("--book", &options->book, "tell the moves of this opening book as well")
         .ValueName("FILE");
+    AddTablebaseOption(command, &options->tablebases);
     command.AddFlag("--json",
                     &options->json,
                     "answer with one line of JSON, in 1/128 pawn: the score for the side to "

@@ -6,11 +6,14 @@
 
 #include "apps/host/books.h"
 #include "apps/progress.h"
+#include "apps/tablebase/table_file.h"
 #include "apps/text.h"
 #include "board/move_text.h"
 #include "book/books.h"
+#include "egtb/probe.h"
 #include "game/game.h"
 #include "game/think.h"
+#include "platform/files.h"
 #include "platform/flags.h"
 #include "platform/notify.h"
 #include "platform/settings.h"
@@ -125,6 +128,26 @@ void UseBook(const std::string& file) {
     }
 }
 
+void AddTablebaseOption(Subcommand command, std::string* paths) {
+    command.AddOption("--tb", paths, "use the endgame databases in these directories, \"one;two\"")
+        .ValueName("PATHS");
+}
+
+void UseTablebases(const std::string& paths) {
+    if (paths.empty()) return;
+    if (paths.size() >= kNalimovPathSize) {
+        throw InputError("--tb: the directories have at most " +
+                         std::to_string(kNalimovPathSize - 1) + " characters together");
+    }
+    const std::string own(DirectoryOf(ComponentFileName()));
+    const std::vector<std::string> problems = TablebaseProblems(own + ";" + paths);
+    if (!problems.empty()) throw InputError("--tb: " + problems.front());
+    paths.copy(NalimovPath, paths.size());
+    NalimovPath[paths.size()] = '\0';
+    settings_block.BookUse |= BookUseDatabases;
+    InitialiseDatabases();
+}
+
 void StartEngine() {
     SetDefaultSettings();
     StartEngine(settings_block.TranspKB);
@@ -133,6 +156,7 @@ void StartEngine() {
 void StartEngine(std::uint32_t table_kilobytes) {
     SetDefaultSettings();
     settings_block.TranspKB = table_kilobytes;
+    NalimovPath[0] = '\0';
     notification_sink = {};
     SkipList.clear();
     CloseBooks();

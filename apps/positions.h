@@ -32,6 +32,12 @@ void AddBookOption(Subcommand command, std::string* file);
 /// Opens the file as the main book; nothing for an empty name. After StartEngine.
 void UseBook(const std::string& file);
 
+/// --tb PATHS, for a command that uses no endgame databases without it.
+void AddTablebaseOption(Subcommand command, std::string* paths);
+/// Has the engine use the endgame databases in these directories; nothing for an empty text. After
+/// StartEngine. What the engine would refuse, ending the process, is told as an InputError.
+void UseTablebases(const std::string& paths);
+
 /// The engine as it is when loaded, with default settings and a table of default size.
 void StartEngine();
 /// With a table of as many kilobytes, 0 for none.

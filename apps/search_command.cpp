@@ -37,6 +37,7 @@ struct SearchOptions {
     std::optional<int> table_kilobytes;
     std::string skip;
     std::string book;
+    std::string tablebases;
     bool json = false;
 };
 
@@ -157,6 +158,7 @@ void RunSearch(const SearchOptions& options, Console& console) {
         StartEngine();
     }
     UseBook(options.book);
+    UseTablebases(options.tablebases);
     SetLevel(options);
     const bool many = !options.position.epd.empty();
     reporter = {.out = &console.out, .start = {}, .heading_due = true};
@@ -210,6 +212,7 @@ void AddSearchCommand(Subcommand application, Console& console) {
         .InRange(0, kMaxTableKilobytes)
         .ValueName("KB");
     AddBookOption(command, &options->book);
+    AddTablebaseOption(command, &options->tablebases);
     command.AddFlag("--json", &options->json, "answer with one line of JSON");
     command.OnRun([options, &console] { RunSearch(*options, console); });
 }

@@ -9,9 +9,9 @@
 #include "apps/book/book_commands.h"
 #include "apps/book/game_stream.h"
 #include "apps/book/opening_graph.h"
-#include "apps/book/replace_file.h"
 #include "apps/host/openings.h"
 #include "apps/progress.h"
+#include "apps/replace_file.h"
 #include "apps/text.h"
 #include "book/new_book.h"
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "apps/tablebase/table_file.h"
 #include "apps/text.h"
 #include "apps/uci/command.h"
 
@@ -23,6 +24,8 @@ enum class Kind {
     OwnBook,       ///< play from the books
     BookFile,      ///< a book that stands for the usual one
     BookMode,      ///< how its moves are chosen
+    Databases,     ///< directories of endgame databases; empty for none
+    Cache,         ///< for their blocks, in megabytes
 };
 
 struct Option {
@@ -47,6 +50,8 @@ constexpr std::array kOptions = {
     Option{"OwnBook", Kind::OwnBook, 0, 1},
     Option{"BookFile", Kind::BookFile, 0, 0},
     Option{"BookMode", Kind::BookMode, 0, 0},
+    Option{"NalimovPath", Kind::Databases, 0, 0},
+    Option{"NalimovCache", Kind::Cache, 0, 1024, settings::kCacheSizeMB},
     Option{"Move Overhead", Kind::Overhead, 0, 5000},
     Option{"Low Priority", Kind::Check, 0, 1, settings::kBrainFlags, settings::kLowPriority},
     Option{"Capture Search Depth", Kind::CaptureDepth, 0, 30},
@@ -69,6 +74,10 @@ constexpr std::string_view kEmptyText = "<empty>";
 
 constexpr std::uint32_t kUseMainBook = 1;
 constexpr std::uint32_t kUseUserBook = 2;
+constexpr std::uint32_t kUseDatabases = 4;
+
+constexpr const char* kTooLate =
+    " would have to be set before the first isready, ucinewgame, position or go";
 
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
@@ -114,7 +123,8 @@ void ProtocolOptions::Describe(LineWriter* out) const {
             out->Write(head + "check default " + TruthText(value));
         };
         switch (option.kind) {
-            case Kind::Number: spin(image_.Get(option.setting)); break;
+            case Kind::Number:
+            case Kind::Cache: spin(image_.Get(option.setting)); break;
             case Kind::Check: check((image_.Get(option.setting) & option.bit) != 0); break;
             case Kind::Button: out->Write(head + "button"); break;
             case Kind::Hash: spin(kDefaultHash); break;
@@ -123,6 +133,7 @@ void ProtocolOptions::Describe(LineWriter* out) const {
             case Kind::CaptureDepth: spin(CaptureDepth(image_)); break;
             case Kind::OwnBook: check(own_book_); break;
             case Kind::BookFile:
+            case Kind::Databases:
                 out->Write(head + "string default " + std::string(kEmptyText));
                 break;
             case Kind::BookMode: out->Write(head + "combo" + BookModeText(image_)); break;
@@ -137,6 +148,7 @@ std::string ProtocolOptions::Set(std::string_view name, const std::string& value
             case Kind::Button: return {};
             case Kind::BookFile: return SetBookFile(value);
             case Kind::BookMode: return SetBookMode(value);
+            case Kind::Databases: return SetDatabases(value);
             case Kind::OwnBook:
             case Kind::Check:
             case Kind::Ponder: return SetCheck(i, value);
@@ -180,6 +192,8 @@ std::string ProtocolOptions::SetNumber(std::size_t index, const std::string& val
     }
     if (option.kind == Kind::Overhead) {
         overhead_ms_ = number;
+    } else if (option.kind == Kind::Cache && fixed_) {
+        return std::string(option.name) + kTooLate;
     } else if (option.kind == Kind::Hash) {
         if (fixed_) return SetHash(static_cast<std::uint32_t>(number));
         image_.Set(settings::kTranspKB, static_cast<std::uint32_t>(number) * kKilobytes);
@@ -216,6 +230,18 @@ std::string ProtocolOptions::SetBookFile(const std::string& value) {
     return {};
 }
 
+/// The engine ends the process for files that it cannot use, so it never hears of those.
+std::string ProtocolOptions::SetDatabases(const std::string& value) {
+    if (fixed_) return std::string("NalimovPath") + kTooLate;
+    const std::string paths = SameName(value, kEmptyText) ? std::string() : value;
+    const std::vector<std::string> problems = TablebaseProblems(paths);
+    if (!problems.empty()) return "NalimovPath stays as it is: " + problems.front();
+    if (!image_.SetNalimovPath(paths)) return "NalimovPath has at most 1022 characters";
+    const std::uint32_t others = image_.Get(settings::kBookUse) & ~kUseDatabases;
+    image_.Set(settings::kBookUse, others | (paths.empty() ? 0 : kUseDatabases));
+    return {};
+}
+
 /// The usual books or the one that stands for them, while the engine is to use any.
 void ProtocolOptions::UseBooks() {
     const std::uint32_t books = book_file_.empty() ? kUseMainBook : kUseUserBook;
@@ -232,7 +258,7 @@ void ProtocolOptions::SetMainBook(const std::string& file) {
 std::string ProtocolOptions::SetHash(std::uint32_t megabytes) {
     const std::uint32_t kilobytes = image_.Get(settings::kTranspKB);
     return "Hash stays at " + std::to_string(kilobytes) + " KB: " + std::to_string(megabytes) +
-           " MB would have to be set before the first isready, ucinewgame, position or go";
+           " MB" + kTooLate;
 }
 
 void ProtocolOptions::Fix(const SettingsImage& in_use) {

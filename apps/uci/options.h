@@ -26,7 +26,7 @@ public:
     std::string Set(std::string_view name, const std::string& value);
 
     /// The engine has started with these settings; `in_use` is what it made of them. The table's
-    /// size stays as it is from now on.
+    /// size and the endgame databases stay as they are from now on.
     void Fix(const SettingsImage& in_use);
 
     static bool IsClearHash(std::string_view name);
@@ -52,6 +52,7 @@ private:
     std::string SetHash(std::uint32_t megabytes);
     std::string SetBookMode(const std::string& value);
     std::string SetBookFile(const std::string& value);
+    std::string SetDatabases(const std::string& value);
     void UseBooks();
 
     SettingsImage image_;

@@ -11,9 +11,9 @@
 #include "apps/book/book_builder.h"
 #include "apps/book/book_check.h"
 #include "apps/book/game_stream.h"
-#include "apps/book/replace_file.h"
 #include "apps/command_line.h"
 #include "apps/notation.h"
+#include "apps/replace_file.h"
 #include "apps/text.h"
 #include "book/book_fixture.h"
 

@@ -1,4 +1,4 @@
-#include "apps/book/replace_file.h"
+#include "apps/replace_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

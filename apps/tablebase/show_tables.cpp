@@ -1,0 +1,245 @@
+#include <algorithm>
+#include <climits>
+#include <filesystem>
+#include <iomanip>
+#include <map>
+#include <sstream>
+
+#include "apps/notation.h"
+#include "apps/positions.h"
+#include "apps/tablebase/table_file.h"
+#include "apps/tablebase/tb_commands.h"
+#include "apps/text.h"
+#include "egtb/lengths.h"
+#include "egtb/probe.h"
+#include "egtb/tablebase_files.h"
+#include "game/game.h"
+#include "platform/files.h"
+
+namespace torval {
+
+namespace {
+
+/// The position that a FEN sets up, White as side 0. More men than a class can have: none.
+std::optional<SmallBoard> ReadSmallBoard(const std::string& fen) {
+    std::string error;
+    const auto parsed = ParseFen(fen, &error);
+    if (!parsed) throw InputError(error);
+    if (!SetUpFen(fen, &error)) throw InputError(error);
+    CHSBRD stored;
+    StorePosition(&stored);
+    SmallBoard board;
+    board.to_move = stored.color;
+    for (std::uint8_t square = 0; square < 64; ++square) {
+        const auto code = static_cast<PieceCode>(stored.board[square]);
+        if (code == 0) continue;
+        SmallBoard::Men& men = board.side[SideOf(code)];
+        if (TypeOf(code) == King) {
+            men.king = square;
+            continue;
+        }
+        if (men.count == kMostMen) return std::nullopt;
+        men.type[men.count] = TypeOf(code);
+        men.square[men.count++] = square;
+    }
+    constexpr std::uint8_t kKingsMoved = 2 | 32;
+    if ((stored.castle & kKingsMoved) != kKingsMoved) {
+        throw InputError("castling is still possible: no database knows such positions");
+    }
+    if (parsed->double_step.size() >= 4) {
+        const int file = parsed->double_step[0] - 'a';
+        board.en_passant = (board.to_move == 0 ? 5 : 2) * 8 + file;
+    }
+    return board;
+}
+
+TablebaseValue ReadValue(const SmallBoard& board) {
+    ClassPosition seen;
+    int side = 0;
+    const int id = std::abs(board.Classify(&seen, &side));
+    if (id == 0) {
+        return board.side[0].count + board.side[1].count == 0 ? kDrawValue : kUnknownValue;
+    }
+    const auto index = IndexOf(id, side, seen);
+    return index ? ReadTablebaseValue(id, side, *index) : kUnknownValue;
+}
+
+std::string SquaresOf(const SmallMove& move) {
+    const auto name = [](std::uint8_t square) {
+        return std::string{static_cast<char>('a' + square % 8),
+                           static_cast<char>('1' + square / 8)};
+    };
+    constexpr const char* kLetters = "  nbrq";
+    std::string text = name(move.from) + name(move.to);
+    if (move.promotion != NoType) text += kLetters[move.promotion];
+    return text;
+}
+
+/// Entries by what they say, and the longest mates.
+struct Statistics {
+    std::size_t wins = 0;
+    std::size_t draws = 0;
+    std::size_t losses = 0;
+    std::size_t unknown = 0;
+    TablebaseValue slowest_win = kUnknownValue;
+    TablebaseValue slowest_loss = kUnknownValue;
+    std::string win_fen;
+    std::string loss_fen;
+};
+
+Statistics Count(const TableFile& file) {
+    Statistics s;
+    const std::vector<std::int8_t> entries = ReadTableFile(file);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const auto position = PositionAt(file.class_id, file.side, i);
+        if (!position || !IsLegal(file.class_id, file.side, *position)) continue;
+        const TablebaseValue value = WidenEntry(entries[i]);
+        const auto fen = [&] { return FenOf(SmallBoard::Of(file.class_id, file.side, *position)); };
+        if (value == kUnknownValue) {
+            ++s.unknown;
+        } else if (value == kDrawValue) {
+            ++s.draws;
+        } else if (value > 0) {
+            ++s.wins;
+            if (s.slowest_win == kUnknownValue || value < s.slowest_win) {
+                s.slowest_win = value;
+                s.win_fen = fen();
+            }
+        } else {
+            ++s.losses;
+            if (s.slowest_loss == kUnknownValue || value > s.slowest_loss) {
+                s.slowest_loss = value;
+                s.loss_fen = fen();
+            }
+        }
+    }
+    return s;
+}
+
+void PrintStatistics(const TableFile& file, std::ostream& out) {
+    const Statistics s = Count(file);
+    out << file.path << ", " << (file.side == 0 ? "first" : "second") << " side to move:\n"
+        << "  wins   " << std::setw(10) << s.wins << '\n'
+        << "  draws  " << std::setw(10) << s.draws << '\n'
+        << "  losses " << std::setw(10) << s.losses << '\n';
+    if (s.unknown > 0) out << "  unknown" << std::setw(10) << s.unknown << '\n';
+    if (s.wins > 0) out << "  longest: " << ValueText(s.slowest_win) << ", " << s.win_fen << '\n';
+    if (s.losses > 0) {
+        out << "  longest: " << ValueText(s.slowest_loss) << ", " << s.loss_fen << '\n';
+    }
+}
+
+int MenOf(int class_id) {
+    const auto& men = kTablebaseClasses[static_cast<std::size_t>(class_id)].men;
+    return CountOf(men[0]) + CountOf(men[1]) + 2;
+}
+
+}  // namespace
+
+void ProbePosition(const std::string& fen, const std::string& paths, Console& console) {
+    if (paths.empty()) throw InputError("--tb names no directory");
+    StartEngine();
+    UseTablebases(paths);
+    const auto board = ReadSmallBoard(fen);
+    const TablebaseValue value = board ? ReadValue(*board) : kUnknownValue;
+    console.out << ValueText(value) << '\n';
+    if (!board) return;
+    std::map<std::string, TablebaseValue> values;
+    ForEachMove(*board, [&](const SmallMove& move, const SmallBoard& after) {
+        values[SquaresOf(move)] = ValueBefore(ReadValue(after));
+    });
+    struct Row {
+        std::string move;
+        TablebaseValue value;
+    };
+    std::vector<Row> rows;
+    for (MoveEntry* entry = EntryAt(legal_moves->quiet_head); entry; entry = NextEntry(*entry)) {
+        const Move move = Plain(entry->move);
+        const auto found = values.find(Coordinates(move));
+        if (found == values.end()) throw std::logic_error("a legal move is missing");
+        rows.push_back({Algebraic(move), found->second});
+    }
+    const auto rank = [](const Row& row) {
+        return row.value == kUnknownValue ? INT_MIN : int{row.value};
+    };
+    std::ranges::stable_sort(rows, std::greater{}, rank);
+    for (const Row& row : rows) {
+        const std::string text =
+            row.value == MatesIn(1) ? std::string("mate") : ValueText(row.value);
+        console.out << "  " << std::left << std::setw(8) << row.move << text << '\n';
+    }
+}
+
+void ListTables(const std::string& paths, Console& console) {
+    StartEngine();
+    UseTablebases(paths);
+    int files = 0;
+    for (int id = 1; id < kClasses; ++id) {
+        for (int side = 0; side < SidesOf(id); ++side) {
+            const TablebaseFiles& record =
+                tablebase_files[static_cast<std::size_t>(id)][static_cast<std::size_t>(side)];
+            if (record.name.empty()) continue;
+            console.out << std::left << std::setw(12) << TableFileName(id, side)
+                        << (record.compressed ? "compressed    " : "uncompressed  ") << record.name
+                        << '\n';
+            ++files;
+        }
+    }
+    console.out << files << (files == 1 ? " file\n" : " files\n");
+}
+
+void CheckTables(const std::vector<std::string>& directories, Console& console) {
+    struct Counts {
+        int present = 0;
+        int all = 0;
+        std::string missing;
+    };
+    bool damaged = false;
+    for (const std::string& directory : directories) {
+        std::map<int, Counts> by_men;
+        for (int id = 1; id < kClasses; ++id) {
+            for (int side = 0; side < SidesOf(id); ++side) {
+                Counts& counts = by_men[MenOf(id)];
+                ++counts.all;
+                if (FindTableFile({directory}, id, side)) {
+                    ++counts.present;
+                } else {
+                    counts.missing += ' ' + TableFileName(id, side);
+                }
+            }
+        }
+        console.out << (directory.empty() ? "." : directory) << ":\n";
+        for (const auto& [men, counts] : by_men) {
+            console.out << "  " << men << " men: " << counts.present << " of " << counts.all
+                        << " files\n";
+            // Of a set that nobody began nothing is missing.
+            if (counts.present > 0 && counts.present < counts.all) {
+                console.out << "    missing:" << counts.missing << '\n';
+            }
+        }
+        for (const std::string& problem : TablebaseProblems(directory)) {
+            console.out << "  " << problem << '\n';
+            damaged = true;
+        }
+    }
+    if (damaged) throw std::runtime_error("the engine refuses damaged files");
+}
+
+void ShowTableStats(const std::string& subject, const std::string& paths, Console& console) {
+    BuildIndexTables();
+    if (FindClass(subject) == 0) {
+        PrintStatistics(TableFileByName(subject), console.out);
+        return;
+    }
+    const int id = ClassByName(subject);
+    bool any = false;
+    for (int side = 0; side < SidesOf(id); ++side) {
+        const auto file = FindTableFile(SplitDirectories(paths), id, side);
+        if (!file) continue;
+        PrintStatistics(*file, console.out);
+        any = true;
+    }
+    if (!any) throw InputError("--tb: there is no file of " + Quote(subject));
+}
+
+}  // namespace torval
