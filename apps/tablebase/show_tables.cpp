@@ -1,12 +1,11 @@
 #include <algorithm>
-#include <climits>
 #include <filesystem>
 #include <iomanip>
 #include <map>
 #include <sstream>
 
-#include "apps/notation.h"
 #include "apps/positions.h"
+#include "apps/tablebase/position_values.h"
 #include "apps/tablebase/table_file.h"
 #include "apps/tablebase/tb_commands.h"
 #include "apps/text.h"
@@ -20,7 +19,7 @@ namespace torval {
 
 namespace {
 
-/// The position that a FEN sets up, White as side 0. More men than a class can have: none.
+/// The position that a FEN sets up. More men than a class can have: none.
 std::optional<SmallBoard> ReadSmallBoard(const std::string& fen) {
     std::string error;
     const auto parsed = ParseFen(fen, &error);
@@ -28,51 +27,14 @@ std::optional<SmallBoard> ReadSmallBoard(const std::string& fen) {
     if (!SetUpFen(fen, &error)) throw InputError(error);
     CHSBRD stored;
     StorePosition(&stored);
-    SmallBoard board;
-    board.to_move = stored.color;
-    for (std::uint8_t square = 0; square < 64; ++square) {
-        const auto code = static_cast<PieceCode>(stored.board[square]);
-        if (code == 0) continue;
-        SmallBoard::Men& men = board.side[SideOf(code)];
-        if (TypeOf(code) == King) {
-            men.king = square;
-            continue;
-        }
-        if (men.count == kMostMen) return std::nullopt;
-        men.type[men.count] = TypeOf(code);
-        men.square[men.count++] = square;
-    }
-    constexpr std::uint8_t kKingsMoved = 2 | 32;
-    if ((stored.castle & kKingsMoved) != kKingsMoved) {
+    if (MayCastle(stored)) {
         throw InputError("castling is still possible: no database knows such positions");
     }
+    int en_passant = kNoEnPassant;
     if (parsed->double_step.size() >= 4) {
-        const int file = parsed->double_step[0] - 'a';
-        board.en_passant = (board.to_move == 0 ? 5 : 2) * 8 + file;
+        en_passant = (stored.color == 0 ? 5 : 2) * 8 + parsed->double_step[0] - 'a';
     }
-    return board;
-}
-
-TablebaseValue ReadValue(const SmallBoard& board) {
-    ClassPosition seen;
-    int side = 0;
-    const int id = std::abs(board.Classify(&seen, &side));
-    if (id == 0) {
-        return board.side[0].count + board.side[1].count == 0 ? kDrawValue : kUnknownValue;
-    }
-    const auto index = IndexOf(id, side, seen);
-    return index ? ReadTablebaseValue(id, side, *index) : kUnknownValue;
-}
-
-std::string SquaresOf(const SmallMove& move) {
-    const auto name = [](std::uint8_t square) {
-        return std::string{static_cast<char>('a' + square % 8),
-                           static_cast<char>('1' + square / 8)};
-    };
-    constexpr const char* kLetters = "  nbrq";
-    std::string text = name(move.from) + name(move.to);
-    if (move.promotion != NoType) text += kLetters[move.promotion];
-    return text;
+    return SmallBoardOf(stored, en_passant);
 }
 
 /// Entries by what they say, and the longest mates.
@@ -141,29 +103,10 @@ void ProbePosition(const std::string& fen, const std::string& paths, Console& co
     StartEngine();
     UseTablebases(paths);
     const auto board = ReadSmallBoard(fen);
-    const TablebaseValue value = board ? ReadValue(*board) : kUnknownValue;
+    const TablebaseValue value = board ? ValueOf(*board, ReadTablebaseValue) : kUnknownValue;
     console.out << ValueText(value) << '\n';
     if (!board) return;
-    std::map<std::string, TablebaseValue> values;
-    ForEachMove(*board, [&](const SmallMove& move, const SmallBoard& after) {
-        values[SquaresOf(move)] = ValueBefore(ReadValue(after));
-    });
-    struct Row {
-        std::string move;
-        TablebaseValue value;
-    };
-    std::vector<Row> rows;
-    for (MoveEntry* entry = EntryAt(legal_moves->quiet_head); entry; entry = NextEntry(*entry)) {
-        const Move move = Plain(entry->move);
-        const auto found = values.find(Coordinates(move));
-        if (found == values.end()) throw std::logic_error("a legal move is missing");
-        rows.push_back({Algebraic(move), found->second});
-    }
-    const auto rank = [](const Row& row) {
-        return row.value == kUnknownValue ? INT_MIN : int{row.value};
-    };
-    std::ranges::stable_sort(rows, std::greater{}, rank);
-    for (const Row& row : rows) {
+    for (const MoveValue& row : MoveValues(*board, ReadTablebaseValue)) {
         const std::string text =
             row.value == MatesIn(1) ? std::string("mate") : ValueText(row.value);
         console.out << "  " << std::left << std::setw(8) << row.move << text << '\n';

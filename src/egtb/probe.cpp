@@ -18,7 +18,6 @@ namespace {
 
 constexpr int kLookUpPly = 10;  ///< new material is looked up so near the root
 constexpr int kManyMenPly = 6;  ///< more than three men are probed so near the root
-constexpr std::uint64_t kEntriesInBlock = kBlockBytes;
 
 struct MaterialCache {
     /// Men besides the kings that a file covers; -1 before the first initialisation.
@@ -82,19 +81,6 @@ ClassPosition AsClassSees(bool exchanged) {
     return seen;
 }
 
-std::size_t FileSide(int class_id, int side) {
-    const bool symmetric = kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric();
-    return symmetric ? 0 : static_cast<std::size_t>(side);
-}
-
-/// Places of the three pawns whose entries are wrong in the files that exist: Black is mated in 127.
-bool IsKnownBad(int class_id, std::size_t side, std::uint64_t index) {
-    constexpr std::uint64_t kBad[] = {
-        0x0362BC7C, 0x0362DE44, 0x03637648, 0x03639810, 0x038D4F29, 0x040A2CAB, 0x043C778C};
-    return class_id == kFirstFiveMen && side == 1 &&
-           std::ranges::find(kBad, index) != std::end(kBad);
-}
-
 }  // namespace
 
 void InitialiseDatabases() {
@@ -124,7 +110,7 @@ EvalResult EndgameProbe::ProbeTablebase(int, int, int) {
     const bool exchanged = cache.class_id < 0;
     const int id = exchanged ? -cache.class_id : cache.class_id;
     const int side = exchanged ? position.SideToMove ^ 1 : position.SideToMove;
-    const std::size_t file_side = FileSide(id, side);
+    const auto file_side = static_cast<std::size_t>(FileSideOf(id, side));
     found = !tablebase_files[static_cast<std::size_t>(id)][file_side].name.empty();
     if (!found) return {};
     const auto index = IndexOf(id, side, AsClassSees(exchanged));
@@ -134,27 +120,19 @@ EvalResult EndgameProbe::ProbeTablebase(int, int, int) {
     return ToEngineScore(value, think_controller.SearchPly);
 }
 
+int FileSideOf(int class_id, int side) {
+    return kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric() ? 0 : side;
+}
+
 TablebaseValue ReadTablebaseValue(int class_id, int side, std::uint64_t index) {
-    const auto id = static_cast<std::size_t>(class_id);
-    const std::size_t s = FileSide(class_id, side);
-    if (block_cache.slots == 0 || !tablebase_files[id][s].buckets) return kUnknownValue;
-    if (index >= kEntryCounts[id][s]) return kUnknownValue;
-    const int file_side = static_cast<int>(s);
-    if (kTablebaseClasses[id].HasWideEntries()) {
-        constexpr std::uint64_t kWideInBlock = kEntriesInBlock / 2;
-        const auto block = static_cast<std::uint32_t>(index / kWideInBlock);
-        const auto offset = static_cast<std::uint32_t>(index % kWideInBlock * 2);
-        const int low = ReadTablebaseByte(class_id, file_side, block, offset);
-        const int high = ReadTablebaseByte(class_id, file_side, block, offset + 1);
-        if (low == kUnknownValue || high == kUnknownValue) return kUnknownValue;
-        return static_cast<TablebaseValue>(high * 256 + (low & 0xFF));
-    }
-    if (IsKnownBad(class_id, s, index)) return MatedIn(127);
-    const int entry = ReadTablebaseByte(class_id,
-                                        file_side,
-                                        static_cast<std::uint32_t>(index / kEntriesInBlock),
-                                        static_cast<std::uint32_t>(index % kEntriesInBlock));
-    return entry == kUnknownValue ? kUnknownValue : WidenEntry(static_cast<std::int8_t>(entry));
+    const int file_side = FileSideOf(class_id, side);
+    const TablebaseFiles& files =
+        tablebase_files[static_cast<std::size_t>(class_id)][static_cast<std::size_t>(file_side)];
+    if (block_cache.slots == 0 || !files.buckets) return kUnknownValue;
+    return TablebaseValueFrom(
+        class_id, file_side, index, [=](std::uint32_t block, std::uint32_t offset) {
+            return ReadTablebaseByte(class_id, file_side, block, offset);
+        });
 }
 
 EvalResult ToEngineScore(TablebaseValue value, int ply) {
@@ -169,5 +147,25 @@ EvalResult ToEngineScore(TablebaseValue value, int ply) {
     }
     return {static_cast<std::int16_t>(score), kExact};
 }
+
+namespace tablebase_entry {
+
+bool IsBehindEnd(int class_id, int file_side, std::uint64_t index) {
+    return index >=
+           kEntryCounts[static_cast<std::size_t>(class_id)][static_cast<std::size_t>(file_side)];
+}
+
+bool HasWideEntries(int class_id) {
+    return kTablebaseClasses[static_cast<std::size_t>(class_id)].HasWideEntries();
+}
+
+bool IsKnownBad(int class_id, int file_side, std::uint64_t index) {
+    constexpr std::uint64_t kBad[] = {
+        0x0362BC7C, 0x0362DE44, 0x03637648, 0x03639810, 0x038D4F29, 0x040A2CAB, 0x043C778C};
+    return class_id == kFirstFiveMen && file_side == 1 &&
+           std::ranges::find(kBad, index) != std::end(kBad);
+}
+
+}  // namespace tablebase_entry
 
 }  // namespace torval

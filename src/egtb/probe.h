@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "egtb/container.h"
 #include "egtb/values.h"
 #include "platform/eval_result.h"
 
@@ -31,7 +32,51 @@ EndgameProbe* CheckTablebaseAvailable();
 /// An entry of a class file, widened; kUnknownValue when it cannot be read.
 TablebaseValue ReadTablebaseValue(int class_id, int side, std::uint64_t index);
 
+/// The side whose file answers: 0 for a class with equal sides.
+int FileSideOf(int class_id, int side);
+
+/// The same through bytes from elsewhere. read_byte(block, offset) answers byte `offset` (0 to 8191)
+/// of a block of the class's file of `file_side`, -128 to 127, or kUnknownValue.
+template <typename ReadByte>
+TablebaseValue TablebaseValueFrom(int class_id,
+                                  int file_side,
+                                  std::uint64_t index,
+                                  ReadByte read_byte);
+
 /// A value as the search scores it `ply` plies below the root.
 EvalResult ToEngineScore(TablebaseValue value, int ply);
+
+// ---- Templates -----------------------------------------------------------------------------------
+
+namespace tablebase_entry {
+
+/// Whether the index lies behind the file's last entry.
+bool IsBehindEnd(int class_id, int file_side, std::uint64_t index);
+bool HasWideEntries(int class_id);
+/// Places of three pawns whose entries are wrong in the files that exist: Black is mated in 127.
+bool IsKnownBad(int class_id, int file_side, std::uint64_t index);
+
+}  // namespace tablebase_entry
+
+template <typename ReadByte>
+TablebaseValue TablebaseValueFrom(int class_id,
+                                  int file_side,
+                                  std::uint64_t index,
+                                  ReadByte read_byte) {
+    if (tablebase_entry::IsBehindEnd(class_id, file_side, index)) return kUnknownValue;
+    if (tablebase_entry::HasWideEntries(class_id)) {
+        constexpr std::uint64_t kWideInBlock = kBlockBytes / 2;
+        const auto block = static_cast<std::uint32_t>(index / kWideInBlock);
+        const auto offset = static_cast<std::uint32_t>(index % kWideInBlock * 2);
+        const int low = read_byte(block, offset);
+        const int high = read_byte(block, offset + 1);
+        if (low == kUnknownValue || high == kUnknownValue) return kUnknownValue;
+        return static_cast<TablebaseValue>(high * 256 + (low & 0xFF));
+    }
+    if (tablebase_entry::IsKnownBad(class_id, file_side, index)) return MatedIn(127);
+    const int entry = read_byte(static_cast<std::uint32_t>(index / kBlockBytes),
+                                static_cast<std::uint32_t>(index % kBlockBytes));
+    return entry == kUnknownValue ? kUnknownValue : WidenEntry(static_cast<std::int8_t>(entry));
+}
 
 }  // namespace torval
