@@ -5,8 +5,8 @@
 #include <system_error>
 
 #include "apps/host/books.h"
+#include "apps/host/databases.h"
 #include "apps/progress.h"
-#include "apps/tablebase/table_file.h"
 #include "apps/text.h"
 #include "board/move_text.h"
 #include "book/books.h"
@@ -135,13 +135,8 @@ void AddTablebaseOption(Subcommand command, std::string* paths) {
 
 void UseTablebases(const std::string& paths) {
     if (paths.empty()) return;
-    if (paths.size() >= kNalimovPathSize) {
-        throw InputError("--tb: the directories have at most " +
-                         std::to_string(kNalimovPathSize - 1) + " characters together");
-    }
-    const std::string own(DirectoryOf(ComponentFileName()));
-    const std::vector<std::string> problems = TablebaseProblems(own + ";" + paths);
-    if (!problems.empty()) throw InputError("--tb: " + problems.front());
+    const std::string problem = NalimovPathProblem(paths);
+    if (!problem.empty()) throw InputError("--tb: " + problem);
     paths.copy(NalimovPath, paths.size());
     NalimovPath[paths.size()] = '\0';
     settings_block.BookUse |= BookUseDatabases;

@@ -153,8 +153,9 @@ std::string NumberText(const CHSBRD& before) {
 std::string ScoreText(int score) {
     constexpr int kMateThreshold = kMateUnits - kMateDepthUnits;
     const int size = std::abs(score);
-    // An evaluation of a hopeless position may lie beyond the mate scores.
-    if (size >= kMateThreshold && size <= kMateUnits) {
+    // An evaluation of a hopeless position may lie beyond the mate scores; at their end begins what
+    // is won, says a database, in so many moves to a capture or a promotion.
+    if (size > kMateThreshold && size <= kMateUnits) {
         // The search counts the plies to the position before the mating move.
         const int plies = kMateUnits - size + 1;
         return (score > 0 ? "mate in " : "mated in ") + std::to_string((plies + 1) / 2);

@@ -87,7 +87,8 @@ TablebaseValue ValueOfReply(const SmallBoard& board, const EntryReader& read) {
 
 std::vector<std::string> SearchedDirectories(const std::string& paths) {
     std::vector<std::string> directories = {std::string(DirectoryOf(ComponentFileName()))};
-    if (paths.empty()) return directories;
+    // The engine passes over a path that begins so.
+    if (paths.empty() || static_cast<signed char>(paths[0]) <= ' ') return directories;
     for (std::string& directory : SplitDirectories(paths)) {
         directories.push_back(std::move(directory));
     }

@@ -35,9 +35,15 @@ CHSBRD ProtocolGame::Board() const {
     return board;
 }
 
+const EVAR* ProtocolGame::LastMove() const {
+    if (!played_.empty()) return &played_.back().move;
+    return set_up_step_ ? &*set_up_step_ : nullptr;
+}
+
 void ProtocolGame::Renew() {
     engine_->NewGame();
     fen_ = kStartFen;
+    set_up_step_.reset();
     played_.clear();
     base_ = 0;
 }
@@ -52,14 +58,16 @@ std::string ProtocolGame::SetUp(const std::string& fen) {
     if (!position) return "position refused: " + problem;
     if (engine_->put_Position(&position->board) != S_OK) return "position refused by the engine";
     fen_ = fen;
+    set_up_step_.reset();
     played_.clear();
     base_ = 0;
     MOVES made;
-    if (!position->double_step.empty() &&
-        engine_->DoMove(position->double_step.c_str(), &made) != S_OK) {
+    if (position->double_step.empty()) return {};
+    if (engine_->DoMove(position->double_step.c_str(), &made) != S_OK) {
         fen_.reset();
         return "position refused: en passant square";
     }
+    set_up_step_ = made.MOVES[0];
     return {};
 }
 
@@ -75,17 +83,16 @@ std::string ProtocolGame::Play(const std::string& text) {
     if (!IsCoordinateText(text) || engine_->DoMove(EntryText(text).c_str(), &made) != S_OK) {
         return "move " + std::to_string(played_.size() + 1) + " " + Quote(text) + " is not legal";
     }
-    const EVAR& move = made.MOVES[0];
-    played_.push_back({text, IsIrreversible(move), IsDoubleStep(move)});
+    played_.push_back({text, made.MOVES[0]});
     return {};
 }
 
 /// Sets up a later position of the list and plays on from there.
 bool ProtocolGame::MakeRoom() {
     std::size_t begin = played_.size();
-    while (begin > base_ && !played_[begin - 1].irreversible) --begin;
+    while (begin > base_ && !IsIrreversible(played_[begin - 1].move)) --begin;
     // A set-up position offers no en passant capture, so a double step is played, not set up.
-    if (begin > base_ && played_[begin - 1].double_step) --begin;
+    if (begin > base_ && IsDoubleStep(played_[begin - 1].move)) --begin;
     if (begin <= base_) begin = played_.size() - std::min(kKeptPlies, played_.size() - base_);
     const std::vector<Played> again(played_.begin() + static_cast<std::ptrdiff_t>(begin),
                                     played_.end());

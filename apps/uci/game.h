@@ -30,22 +30,25 @@ public:
     /// Whether the engine's position is one that was set here.
     bool IsSet() const { return fen_.has_value(); }
 
+    /// The engine's position, and the move that led to it; null when that is not known.
+    CHSBRD Board() const;
+    const EVAR* LastMove() const;
+
 private:
     struct Played {
         std::string text;
-        bool irreversible;
-        bool double_step;
+        EVAR move;
     };
 
-    CHSBRD Board() const;
     std::string SetUp(const std::string& fen);
     std::string Play(const std::string& text);
     bool TakeBack(std::size_t count);
     bool MakeRoom();
 
     IChessEngine2* engine_;
-    std::optional<std::string> fen_;  ///< what the list begins from; none: not known
-    std::vector<Played> played_;      ///< the whole list, the engine's record being its end
+    std::optional<std::string> fen_;   ///< what the list begins from; none: not known
+    std::optional<EVAR> set_up_step_;  ///< the double step that belongs to the position set up
+    std::vector<Played> played_;       ///< the whole list, the engine's record being its end
     std::size_t base_ = 0;  ///< moves that are only in the position set up, not in the record
 };
 

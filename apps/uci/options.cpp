@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "apps/tablebase/table_file.h"
+#include "apps/host/databases.h"
 #include "apps/text.h"
 #include "apps/uci/command.h"
 
@@ -24,8 +24,9 @@ enum class Kind {
     OwnBook,       ///< play from the books
     BookFile,      ///< a book that stands for the usual one
     BookMode,      ///< how its moves are chosen
-    Databases,     ///< directories of endgame databases; empty for none
-    Cache,         ///< for their blocks, in megabytes
+    NalimovPath,   ///< directories of endgame databases; empty for none
+    NalimovCache,  ///< for their blocks, in megabytes
+    ThompsonPath,  ///< directories of the databases asked before a search; empty for none
 };
 
 struct Option {
@@ -50,8 +51,9 @@ constexpr std::array kOptions = {
     Option{"OwnBook", Kind::OwnBook, 0, 1},
     Option{"BookFile", Kind::BookFile, 0, 0},
     Option{"BookMode", Kind::BookMode, 0, 0},
-    Option{"NalimovPath", Kind::Databases, 0, 0},
-    Option{"NalimovCache", Kind::Cache, 0, 1024, settings::kCacheSizeMB},
+    Option{"NalimovPath", Kind::NalimovPath, 0, 0},
+    Option{"NalimovCache", Kind::NalimovCache, 0, kLargestCacheMB, settings::kCacheSizeMB},
+    Option{"ThompsonPath", Kind::ThompsonPath, 0, 0},
     Option{"Move Overhead", Kind::Overhead, 0, 5000},
     Option{"Low Priority", Kind::Check, 0, 1, settings::kBrainFlags, settings::kLowPriority},
     Option{"Capture Search Depth", Kind::CaptureDepth, 0, 30},
@@ -74,7 +76,6 @@ constexpr std::string_view kEmptyText = "<empty>";
 
 constexpr std::uint32_t kUseMainBook = 1;
 constexpr std::uint32_t kUseUserBook = 2;
-constexpr std::uint32_t kUseDatabases = 4;
 
 constexpr const char* kTooLate =
     " would have to be set before the first isready, ucinewgame, position or go";
@@ -124,7 +125,7 @@ void ProtocolOptions::Describe(LineWriter* out) const {
         };
         switch (option.kind) {
             case Kind::Number:
-            case Kind::Cache: spin(image_.Get(option.setting)); break;
+            case Kind::NalimovCache: spin(image_.Get(option.setting)); break;
             case Kind::Check: check((image_.Get(option.setting) & option.bit) != 0); break;
             case Kind::Button: out->Write(head + "button"); break;
             case Kind::Hash: spin(kDefaultHash); break;
@@ -133,7 +134,8 @@ void ProtocolOptions::Describe(LineWriter* out) const {
             case Kind::CaptureDepth: spin(CaptureDepth(image_)); break;
             case Kind::OwnBook: check(own_book_); break;
             case Kind::BookFile:
-            case Kind::Databases:
+            case Kind::NalimovPath:
+            case Kind::ThompsonPath:
                 out->Write(head + "string default " + std::string(kEmptyText));
                 break;
             case Kind::BookMode: out->Write(head + "combo" + BookModeText(image_)); break;
@@ -148,7 +150,8 @@ std::string ProtocolOptions::Set(std::string_view name, const std::string& value
             case Kind::Button: return {};
             case Kind::BookFile: return SetBookFile(value);
             case Kind::BookMode: return SetBookMode(value);
-            case Kind::Databases: return SetDatabases(value);
+            case Kind::NalimovPath: return SetNalimovPath(value);
+            case Kind::ThompsonPath: return SetThompsonPath(value);
             case Kind::OwnBook:
             case Kind::Check:
             case Kind::Ponder: return SetCheck(i, value);
@@ -192,8 +195,6 @@ std::string ProtocolOptions::SetNumber(std::size_t index, const std::string& val
     }
     if (option.kind == Kind::Overhead) {
         overhead_ms_ = number;
-    } else if (option.kind == Kind::Cache && fixed_) {
-        return std::string(option.name) + kTooLate;
     } else if (option.kind == Kind::Hash) {
         if (fixed_) return SetHash(static_cast<std::uint32_t>(number));
         image_.Set(settings::kTranspKB, static_cast<std::uint32_t>(number) * kKilobytes);
@@ -204,6 +205,7 @@ std::string ProtocolOptions::SetNumber(std::size_t index, const std::string& val
     } else {
         image_.Set(option.setting, static_cast<std::uint32_t>(number));
         changed_ = true;
+        if (option.kind == Kind::NalimovCache) nalimov_changed_ = true;
     }
     return remark;
 }
@@ -230,16 +232,34 @@ std::string ProtocolOptions::SetBookFile(const std::string& value) {
     return {};
 }
 
-/// The engine ends the process for files that it cannot use, so it never hears of those.
-std::string ProtocolOptions::SetDatabases(const std::string& value) {
-    if (fixed_) return std::string("NalimovPath") + kTooLate;
+std::string ProtocolOptions::SetNalimovPath(const std::string& value) {
     const std::string paths = SameName(value, kEmptyText) ? std::string() : value;
-    const std::vector<std::string> problems = TablebaseProblems(paths);
-    if (!problems.empty()) return "NalimovPath stays as it is: " + problems.front();
-    if (!image_.SetNalimovPath(paths)) return "NalimovPath has at most 1022 characters";
-    const std::uint32_t others = image_.Get(settings::kBookUse) & ~kUseDatabases;
-    image_.Set(settings::kBookUse, others | (paths.empty() ? 0 : kUseDatabases));
+    const std::string problem = NalimovPathProblem(paths);
+    if (!problem.empty()) return "NalimovPath stays as it is: " + problem;
+    image_.SetNalimovPath(paths);
+    nalimov_changed_ = true;
+    UseDatabases();
+    if (paths.empty() || TableReader(SearchedDirectories(paths)).Count().files > 0) return {};
+    return "NalimovPath: there are no database files";
+}
+
+std::string ProtocolOptions::SetThompsonPath(const std::string& value) {
+    const std::string paths = SameName(value, kEmptyText) ? std::string() : value;
+    const std::string problem = ThompsonPathProblem(paths);
+    if (!problem.empty()) return "ThompsonPath stays as it is: " + problem;
+    image_.Set(settings::kThompsonPath, paths);
+    UseDatabases();
     return {};
+}
+
+bool ProtocolOptions::uses_databases() const {
+    return !image_.NalimovPath().empty() || !image_.Get(settings::kThompsonPath).empty();
+}
+
+void ProtocolOptions::UseDatabases() {
+    const std::uint32_t others = image_.Get(settings::kBookUse) & ~kUseDatabases;
+    image_.Set(settings::kBookUse, others | (uses_databases() ? kUseDatabases : 0));
+    changed_ = true;
 }
 
 /// The usual books or the one that stands for them, while the engine is to use any.
@@ -271,5 +291,7 @@ void ProtocolOptions::Fix(const SettingsImage& in_use) {
 }
 
 bool ProtocolOptions::TakeChanges() { return std::exchange(changed_, false); }
+
+bool ProtocolOptions::TakeNalimovChange() { return std::exchange(nalimov_changed_, false); }
 
 }  // namespace torval

@@ -26,7 +26,7 @@ public:
     std::string Set(std::string_view name, const std::string& value);
 
     /// The engine has started with these settings; `in_use` is what it made of them. The table's
-    /// size and the endgame databases stay as they are from now on.
+    /// size stays as it is from now on.
     void Fix(const SettingsImage& in_use);
 
     static bool IsClearHash(std::string_view name);
@@ -45,6 +45,11 @@ public:
 
     /// Whether settings have changed since they were last loaded, which this takes them to be now.
     bool TakeChanges();
+    /// Likewise the directories of Nalimov files, or the memory for them, since the engine was last
+    /// told to look there.
+    bool TakeNalimovChange();
+    /// Whether the engine is to use endgame databases: one of their paths is not empty.
+    bool uses_databases() const;
 
 private:
     std::string SetNumber(std::size_t index, const std::string& value);
@@ -52,8 +57,10 @@ private:
     std::string SetHash(std::uint32_t megabytes);
     std::string SetBookMode(const std::string& value);
     std::string SetBookFile(const std::string& value);
-    std::string SetDatabases(const std::string& value);
+    std::string SetNalimovPath(const std::string& value);
+    std::string SetThompsonPath(const std::string& value);
     void UseBooks();
+    void UseDatabases();
 
     SettingsImage image_;
     std::int64_t overhead_ms_;
@@ -62,6 +69,7 @@ private:
     bool fixed_ = false;
     bool table_exists_ = true;
     bool changed_ = false;
+    bool nalimov_changed_ = true;  ///< the engine may have been told by somebody else before
 };
 
 }  // namespace torval

@@ -6,7 +6,9 @@
 
 #include "apps/fen.h"
 #include "apps/host/books.h"
+#include "apps/host/databases.h"
 #include "apps/host/session.h"
+#include "apps/tablebase/table_file.h"
 #include "apps/text.h"
 #include "apps/uci/command.h"
 #include "apps/uci/computation.h"
@@ -52,6 +54,8 @@ private:
     void Start();
     void FinishSearch();
     void OpenBookFile();
+    void UseNalimovPath();
+    void HeardMessage(int id, std::string_view text);
     void SetOption(const Command& command);
     void SetPosition(const std::string& fen, const std::vector<std::string>& moves);
     void Go(const GoLimits& limits);
@@ -66,6 +70,7 @@ private:
     Session session_;
     ProtocolGame game_;
     ProtocolOptions options_;
+    DatabaseWords words_;
     std::string fen_ = kStartFen;     ///< as the last `position` had it
     std::vector<std::string> moves_;  ///< likewise
     bool debug_ = false;
@@ -73,14 +78,14 @@ private:
 };
 
 SiteHandlers UciLoop::Handlers() {
-    return {
-        .move = {},
-        .next_move = [this](int depth,
-                            int moves_to_go,
-                            EVAR move) { computation_.HeardRootMove(depth, moves_to_go, move); },
-        .clocks = {},
-        .line = [this](const MAINVAR& line) { computation_.HeardLine(line); },
-        .message = [this](int id, int, int, std::string_view) { computation_.HeardMessage(id); }};
+    return {.move = {},
+            .next_move =
+                [this](int depth, int moves_to_go, EVAR move) {
+                    computation_.HeardRootMove(depth, moves_to_go, move);
+                },
+            .clocks = {},
+            .line = [this](const MAINVAR& line) { computation_.HeardLine(line); },
+            .message = [this](int id, int, int, std::string_view text) { HeardMessage(id, text); }};
 }
 
 void UciLoop::Run() {
@@ -139,6 +144,7 @@ void UciLoop::Start() {
     session_.Load(options_.image());
     session_.Start(EventMainVar | EventNextMove | EventMsg);
     options_.Fix(SettingsImage::Of(session_.engine()));
+    UseNalimovPath();
     if (options_.own_book() && options_.book_file().empty()) {
         for (const std::string& remark : books.remarks) Remark(remark);
     }
@@ -151,6 +157,31 @@ void UciLoop::OpenBookFile() {
     if (file.empty()) return;
     const HRESULT result = session_.engine()->SelectBook(file.c_str());
     if (result != S_OK) Remark(BookProblem(file, result));
+}
+
+/// After the first start too: only here the engine looks for files again.
+void UciLoop::UseNalimovPath() {
+    if (!options_.TakeNalimovChange()) return;
+    const SettingsImage& image = options_.image();
+    const std::string paths = image.NalimovPath();
+    // What was sound when it was named may have been damaged since.
+    if (const std::string problem = NalimovPathProblem(paths); !problem.empty()) {
+        Remark("NalimovPath is not used: " + problem);
+        return;
+    }
+    RegisterNalimovPath(session_.engine(), paths, image.Get(settings::kCacheSizeMB));
+    words_.Use(paths);
+}
+
+void UciLoop::HeardMessage(int id, std::string_view text) {
+    constexpr int kVolumesMissing = 20;
+    constexpr int kNoDatabaseMove = 22;
+    if (id == kVolumesMissing) {
+        Remark(MissingVolumesSentence(text, options_.image().Get(settings::kThompsonPath)));
+    } else if (id == kNoDatabaseMove) {
+        Remark(kNoDatabaseMoveSentence);
+    }
+    computation_.HeardMessage(id);
 }
 
 void UciLoop::FinishSearch() {
@@ -188,7 +219,12 @@ void UciLoop::Go(const GoLimits& limits) {
     FinishSearch();
     Start();
     if (!game_.IsSet()) SetPosition(kStartFen, {});
+    UseNalimovPath();
     if (options_.TakeChanges()) session_.Reload(options_.image());
+    if (options_.uses_databases()) {
+        const auto value = words_.Value(game_.Board(), game_.LastMove());
+        if (value) Remark("endgame database: " + ValueText(*value) + " for the side to move");
+    }
     computation_.Begin(
         session_.engine(), limits, options_.image().Level(), options_.overhead_ms(), asked);
 }

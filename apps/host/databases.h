@@ -1,0 +1,72 @@
+// Endgame databases as a host uses them: directories that the engine can have, and what it tells of
+// them in words.
+//
+// Why      the engine ends the process for a database file that it cannot use, so a host examines
+//          the files before it hands their directories over.
+// Lists    directories are divided by `;` in both paths, in the Nalimov path also by `,`.
+// Thread   the session's.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/host/settings_image.h"
+#include "apps/tablebase/position_values.h"
+#include "torval/engine.h"
+
+namespace torval {
+
+inline constexpr std::size_t kLongestNalimovPath = 1022;  ///< longer ones would not be loaded again
+inline constexpr std::size_t kLongestThompsonPath = 19;
+inline constexpr std::uint32_t kLargestCacheMB = 1024;
+
+/// BookUse bit of the databases.
+inline constexpr std::uint32_t kUseDatabases = 4;
+
+/// Numbers of the controls on the engine's settings page.
+inline constexpr std::uint32_t kThompsonPathControl = 212;
+inline constexpr std::uint32_t kNalimovPathControl = 214;
+inline constexpr std::uint32_t kCacheSizeControl = 215;
+
+/// Why the engine must not have this path, a clause that names the file; empty when it may.
+std::string NalimovPathProblem(const std::string& paths);
+std::string ThompsonPathProblem(std::string_view paths);
+
+/// Has the engine search the directories anew, with so much memory for blocks. The engine is started
+/// and computes nothing; the paths have no problem. False when the engine refuses.
+bool RegisterNalimovPath(IUnknown* engine, const std::string& paths, std::uint32_t cache_mb);
+
+/// Message 20 in a sentence: `volumes` is its text, `paths` where the engine looked.
+std::string MissingVolumesSentence(std::string_view volumes, std::string_view paths);
+
+/// Message 22.
+inline constexpr const char* kNoDatabaseMoveSentence =
+    "The Thompson databases know no move for this position.";
+
+/// Depth of a line that comes from the Thompson databases and not from a search.
+inline constexpr int kDatabaseDepth = 99;
+
+/// What the Nalimov files say, for people.
+class DatabaseWords {
+public:
+    /// The directories that the engine searches; an empty path for its own alone.
+    void Use(const std::string& paths);
+
+    /// "66 files of up to 4 men", "no files".
+    std::string Extent() const;
+
+    /// The value for the side to move, when the files have one. `last` is the move that led to the
+    /// position, or null.
+    std::optional<TablebaseValue> Value(const CHSBRD& board, const EVAR* last);
+
+    /// The value and those of all moves, a line for each value; or why there are none.
+    std::vector<std::string> Lines(const CHSBRD& board, const EVAR* last);
+
+private:
+    TableReader reader_{SearchedDirectories({})};
+};
+
+}  // namespace torval
