@@ -21,7 +21,7 @@ namespace torval {
 
 inline constexpr std::size_t kLongestNalimovPath = 1022;  ///< longer ones would not be loaded again
 inline constexpr std::size_t kLongestThompsonPath = 19;
-inline constexpr std::uint32_t kLargestCacheMB = 1024;
+inline constexpr int kLargestCacheMB = 1024;
 
 /// BookUse bit of the databases.
 inline constexpr std::uint32_t kUseDatabases = 4;
@@ -30,6 +30,10 @@ inline constexpr std::uint32_t kUseDatabases = 4;
 inline constexpr std::uint32_t kThompsonPathControl = 212;
 inline constexpr std::uint32_t kNalimovPathControl = 214;
 inline constexpr std::uint32_t kCacheSizeControl = 215;
+constexpr bool IsDatabaseControl(std::uint32_t number) {
+    return number == kThompsonPathControl || number == kNalimovPathControl ||
+           number == kCacheSizeControl;
+}
 
 /// Why the engine must not have this path, a clause that names the file; empty when it may.
 std::string NalimovPathProblem(const std::string& paths);

@@ -16,6 +16,7 @@ constexpr int kNotOpened = 17;
 
 struct PlayArguments {
     PlayOptions options;
+    std::optional<int> cache_mb;
     std::string book;  ///< kNoBook; a file that stands for the main book; empty: the usual books
 };
 
@@ -27,6 +28,14 @@ void RunPlay(PlayArguments arguments, Console& console) {
         }
         options.books = PrepareBooks(arguments.book);
     }
+    DatabaseSettings& databases = options.databases;
+    if (const std::string problem = NalimovPathProblem(databases.nalimov); !problem.empty()) {
+        throw InputError("--tb: " + problem);
+    }
+    if (const std::string problem = ThompsonPathProblem(databases.thompson); !problem.empty()) {
+        throw InputError("--thompson: " + problem);
+    }
+    if (arguments.cache_mb) databases.cache_mb = static_cast<std::uint32_t>(*arguments.cache_mb);
     const bool terminal =
         &console.in == &std::cin && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
     if (terminal) {
@@ -59,6 +68,20 @@ void AddPlayCommand(Subcommand application, Console& console) {
         .ValueName("LANGUAGE");
     command.AddOption("--book", &arguments->book, "the main opening book, or none to play without")
         .ValueName("FILE|none");
+    DatabaseSettings* const databases = &options->databases;
+    command
+        .AddOption("--tb",
+                   &databases->nalimov,
+                   "use the endgame databases in these directories, \"one;two\"")
+        .ValueName("PATHS");
+    command.AddOption("--tb-cache", &arguments->cache_mb, "memory for their blocks, in MB (4)")
+        .InRange(0, kLargestCacheMB)
+        .ValueName("MB");
+    command
+        .AddOption("--thompson",
+                   &databases->thompson,
+                   "take moves from the Thompson databases there; at most 19 characters")
+        .ValueName("PATHS");
     command.Footer(
         "Type 'help' there to see the commands. In a script, a refused command is\n"
         "reported with its line, the rest is carried out, and the exit code is 1.");

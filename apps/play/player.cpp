@@ -6,6 +6,7 @@
 #include "apps/host/game_text.h"
 #include "apps/host/move_text.h"
 #include "apps/play/level_text.h"
+#include "apps/tablebase/table_file.h"
 #include "torval/apartment.h"
 
 namespace torval {
@@ -30,6 +31,7 @@ Player::Player(const PlayOptions& options)
     session_.Load(settings);
     session_.Start(kEvents);
     OpenBooks();
+    OpenDatabases();
     // The engine outlives a player within one process, and keeps its game and clocks.
     engine_->NewGame();
     LEVEL level;
@@ -71,8 +73,16 @@ void Player::HandleMessage(int id, int side, std::string_view text) {
         case 16: news_.push_back("The book " + quoted + " cannot be read."); break;
         case 17: news_.push_back("The book " + quoted + " cannot be written."); break;
         case 18: news_.push_back("The book " + quoted + " is damaged."); break;
-        case 20: news_.push_back("Endgame databases are missing: " + quoted + "."); break;
-        case 22: news_.emplace_back("The endgame databases know no move here."); break;
+        case 20:
+        case 22: {
+            const std::string sentence = id == 20
+                                             ? MissingVolumesSentence(text, databases_.thompson)
+                                             : std::string(kNoDatabaseMoveSentence);
+            // Every move of an ending would say the same.
+            if (sentence != told_missing_) news_.push_back(sentence);
+            told_missing_ = sentence;
+            break;
+        }
         default: break;
     }
 }
@@ -102,6 +112,7 @@ void Player::ForgetGame() {
     start_fen_.clear();
     over_.clear();
     thought_.clear();
+    told_missing_.clear();
     result_ = "*";
 }
 
@@ -121,8 +132,18 @@ std::vector<std::string> Player::MoveLines() const {
     return lines;
 }
 
+std::string Player::ScoreWords(const MAINVAR& line) const {
+    const std::string score = ScoreText(line.score);
+    if (line.depth == kDatabaseDepth || !root_value_) return score;
+    const std::string exact = ValueText(*root_value_);
+    const bool drawn = line.score == 0 && *root_value_ == kDrawValue;
+    return drawn || score == exact ? exact + " by the databases" : score;
+}
+
 std::string Player::LineText(const MAINVAR& line) const {
-    std::string text = "depth " + std::to_string(line.depth) + "  " + ScoreText(line.score) + " ";
+    const bool searched = line.depth != kDatabaseDepth;
+    std::string text = searched ? "depth " + std::to_string(line.depth) : "Thompson databases";
+    text += "  " + ScoreWords(line) + " ";
     for (int i = 0; i < std::min<int>(line.vlen, 16); ++i) {
         text += " " + LongText(line.bstvar[i]);
     }
@@ -130,6 +151,7 @@ std::string Player::LineText(const MAINVAR& line) const {
 }
 
 HRESULT Player::Think() {
+    root_value_ = DatabaseValue();
     const HRESULT result = engine_->StartComputerMove(0);
     if (result != S_OK) return result;
     final_.reset();
@@ -181,9 +203,9 @@ void Player::PlayFound() {
     Append(made.MOVES[0], before, true);
     // Without a search the move comes from a book, which has no score, or was already found while
     // the other side thought.
-    std::string origin = ScoreText(found.score) + ", depth " + std::to_string(found.depth);
-    if (found.depth == 0)
-        origin = found.score == 0 ? "book" : ScoreText(found.score) + ", foreseen";
+    std::string origin = ScoreWords(found) + ", depth " + std::to_string(found.depth);
+    if (found.depth == kDatabaseDepth) origin = ScoreWords(found) + ", Thompson databases";
+    if (found.depth == 0) origin = found.score == 0 ? "book" : ScoreWords(found) + ", foreseen";
     // What the move led to was told while it was made, and comes after it.
     news_.insert(news_.begin() + static_cast<std::ptrdiff_t>(news),
                  LastMoveText() + "  (" + origin + ")");
@@ -197,6 +219,7 @@ void Player::Ponder() {
     // Just behind a final record the engine's thread may still be on its way back from it.
     constexpr int kTries = 100;
     constexpr std::uint32_t kStepMs = 10;
+    root_value_ = DatabaseValue();
     pondering_ = engine_->StartPondering(1) == S_OK;
     for (int i = 0; !pondering_ && i < kTries && engine_->IsThinking() != S_OK; ++i) {
         WaitForMessage(kStepMs);

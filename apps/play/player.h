@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "apps/host/books.h"
+#include "apps/host/databases.h"
 #include "apps/host/openings.h"
 #include "apps/host/pgn.h"
 #include "apps/host/session.h"
@@ -28,10 +29,20 @@ struct Reply {
     std::vector<std::string> lines;
 };
 
+/// Endgame databases: where they are, and whether they are used.
+struct DatabaseSettings {
+    std::string nalimov;   ///< directories; empty for none
+    std::string thompson;  ///< likewise
+    std::uint32_t cache_mb = 4;
+    bool in_use = false;
+};
+
 struct PlayOptions {
     BoardStyle style;
     Language language = Language::English;
     BookFiles books = {};  ///< to play from; none unless given
+    /// Paths without a problem; used when one of them is not empty.
+    DatabaseSettings databases = {};
 };
 
 class Player {
@@ -110,6 +121,8 @@ private:
     /// The move's number and text, as the last line of the move list has it.
     std::string LastMoveText() const;
     std::vector<std::string> MoveLines() const;
+    /// The score of a line in the position that is computed.
+    std::string ScoreWords(const MAINVAR& line) const;
     std::string LineText(const MAINVAR& line) const;
     HRESULT Think();
     void PlayFound();
@@ -160,6 +173,25 @@ private:
     Reply BookMode(Words words);
     Reply BookMargin(Words words);
 
+    // player_databases.cpp
+    void OpenDatabases();
+    /// What the engine's settings say of the databases, after a change.
+    void ReadDatabaseSettings();
+    /// The value of the position on the board, while the databases are in use.
+    std::optional<TablebaseValue> DatabaseValue();
+    const EVAR* LastMove() const { return plies_.empty() ? nullptr : &plies_.back().move; }
+    Reply UseNalimovPath(const std::string& paths, std::uint32_t cache_mb);
+    Reply UseThompsonPath(const std::string& paths);
+    Reply UseDatabases(bool use);
+    /// Has the engine use them while there is a path.
+    void UseDatabasesByPaths();
+    Reply TellDatabases() const;
+    Reply Databases(Words words);
+    /// Why a control of the settings page must not get this value; empty when it may.
+    std::string NewPathProblem(std::uint32_t control, const std::string& value) const;
+    /// After the page has changed one of them.
+    void TakeDatabaseSettings();
+
     // player_files.cpp
     Reply Settings(Words words);
     Reply Save(Words words);
@@ -190,6 +222,11 @@ private:
     bool hurry_ = false;  ///< the player wants the move now
     std::optional<MAINVAR> final_;
     std::string thought_;
+
+    DatabaseSettings databases_;
+    DatabaseWords words_;
+    std::optional<TablebaseValue> root_value_;  ///< of the position that is computed
+    std::string told_missing_;                  ///< the last sentence about missing databases
     std::vector<std::string> news_;
 };
 

@@ -41,6 +41,15 @@ constexpr std::string_view kBookForms =
     "book mode even           all good moves equally often\n"
     "book margin N            how far below the best score a good move may lie\n";
 
+constexpr std::string_view kDatabaseForms =
+    "tb                       what the databases say of this position and its moves\n"
+    "tb on|off                whether the engine uses them; a path switches them on\n"
+    "tb path [DIRS|none]      where the Nalimov files are, such as /tb3;/tb4\n"
+    "tb cache [MB]            memory for their blocks, 0 to 1024\n"
+    "tb thompson [DIRS|none]  where the Thompson files are, at most 19 characters\n"
+    "Nalimov files give exact values to the search; 'torval tb make' makes them. Thompson\n"
+    "files give a move at once. A directory with a damaged Nalimov file is refused.\n";
+
 /// "on" or "off"; without a word the switch is only told.
 bool ReadSwitch(std::span<const std::string_view> words, bool* value) {
     if (words.empty()) return true;
@@ -54,8 +63,8 @@ bool ReadSwitch(std::span<const std::string_view> words, bool* value) {
 const std::vector<Player::Command>& Player::Commands() {
     static const std::vector<Command> commands = {
         {"go", "go", "the engine makes the next move", "", &Player::Go},
-        {"now", "now", "the engine stops thinking and moves at once", "", &Player::Now},
-        {"stop", "stop", "end thinking or analysing without a move", "", &Player::Stop},
+        {"now", "now, stop", "end its thinking: with a move, without one", "", &Player::Now},
+        {"stop", "stop", "end thinking or analysing without a move", "", &Player::Stop, false},
         {"back",
          "back [N]",
          "take back your last move, or N moves of either side",
@@ -71,6 +80,11 @@ const std::vector<Player::Command>& Player::Commands() {
          "the books' moves; 'help book' tells more",
          "on off main user both add delete exclude mode margin",
          &Player::Book},
+        {"tb",
+         "tb [WORDS]",
+         "what the databases say here; 'help tb' tells more",
+         "on off path cache thompson",
+         &Player::Databases},
         {"level",
          "level [LEVEL]",
          "how strong and fast: 'help level' lists the forms",
@@ -106,7 +120,7 @@ const std::vector<Player::Command>& Player::Commands() {
         {"moves", "moves", "list the moves of the game", "", &Player::Moves},
         {"board", "board, flip", "draw the board, turn it round", "", &Player::Board},
         {"flip", "flip", "turn the board round", "", &Player::Flip, false},
-        {"help", "help [COMMAND]", "this list", "level book", &Player::Help},
+        {"help", "help [COMMAND]", "this list", "level book tb", &Player::Help},
         {"quit", "quit", "leave", "", &Player::Quit},
     };
     return commands;
@@ -373,6 +387,7 @@ Reply Player::Flip(Words words) {
 Reply Player::Help(Words words) {
     if (words.size() == 1 && words[0] == "level") return {true, SplitLines(kLevelForms)};
     if (words.size() == 1 && words[0] == "book") return {true, SplitLines(kBookForms)};
+    if (words.size() == 1 && words[0] == "tb") return {true, SplitLines(kDatabaseForms)};
     Reply reply;
     for (const Command& command : Commands()) {
         if (words.empty() ? !command.listed : words[0] != command.name) continue;

@@ -64,9 +64,8 @@ Reply Player::Settings(Words words) {
         options_.language = words[0] == "en" ? Language::English : Language::Dutch;
         words = {};
     }
-    SettingsPages pages(engine_, options_.language);
     if (words.empty()) {
-        Reply reply{true, pages.Lines()};
+        Reply reply{true, SettingsPages(engine_, options_.language).Lines()};
         reply.lines.emplace_back(
             "Enter: 'settings 204 20'. Tick: 'settings 213 on'. Choose: 'settings 206'.");
         return reply;
@@ -79,8 +78,18 @@ Reply Player::Settings(Words words) {
     }
     std::string answer;
     const std::string value = JoinWords({words.begin() + 1, words.end()});
-    const bool changed = pages.Change(static_cast<std::uint32_t>(number), value, &answer);
-    return changed ? Done(answer) : Refuse(answer);
+    const auto control = static_cast<std::uint32_t>(number);
+    if (IsDatabaseControl(control)) {
+        if (const std::string problem = NewPathProblem(control, value); !problem.empty()) {
+            return Refuse("setting " + std::to_string(number) + " stays as it is: " + problem);
+        }
+        if (thinking_) return Refuse(6);
+        Halt();
+    }
+    SettingsPages pages(engine_, options_.language);
+    if (!pages.Change(control, value, &answer)) return Refuse(answer);
+    if (IsDatabaseControl(control)) TakeDatabaseSettings();
+    return Done(answer);
 }
 
 Reply Player::Save(Words words) {
@@ -119,10 +128,18 @@ Reply Player::LoadSettings(const std::string& path) {
     if (result == S_OK) result = engine_->get_LEVEL(&level);
     // Entering the level sets the clocks, and refuses one that the file should not have.
     if (result == S_OK) result = engine_->put_LEVEL(&level);
-    if (result == S_OK)
-        return Done("Settings loaded; the table's size counts from the next start.");
-    LoadInto(old.Stream().Get());
-    return Refuse(Quote(path) + " holds no settings");
+    if (result != S_OK) {
+        LoadInto(old.Stream().Get());
+        return Refuse(Quote(path) + " holds no settings");
+    }
+    const SettingsImage loaded = SettingsImage::Of(engine_);
+    const Reply databases =
+        UseNalimovPath(loaded.NalimovPath(), loaded.Get(settings::kCacheSizeMB));
+    if (!databases.accepted) {
+        LoadInto(old.Stream().Get());
+        return Refuse(Quote(path) + ": " + databases.lines[0]);
+    }
+    return Done("Settings loaded; the table's size counts from the next start.");
 }
 
 PgnGame Player::Game() const {

@@ -76,13 +76,6 @@ std::string MoveName(const SmallBoard& board, const Reply& reply, const std::vec
     return text;
 }
 
-/// A position with no move is worth what the board says, whatever files there are.
-TablebaseValue ValueOfReply(const SmallBoard& board, const EntryReader& read) {
-    const TablebaseValue value = ValueOf(board, read);
-    if (value != kUnknownValue || !RepliesOf(board).empty()) return value;
-    return board.InCheck(board.to_move) ? MatedIn(0) : kDrawValue;
-}
-
 }  // namespace
 
 std::vector<std::string> SearchedDirectories(const std::string& paths) {
@@ -224,8 +217,7 @@ std::vector<MoveValue> MoveValues(const SmallBoard& board, const EntryReader& re
     std::vector<MoveValue> moves;
     moves.reserve(replies.size());
     for (const Reply& reply : replies) {
-        moves.push_back(
-            {MoveName(board, reply, replies), ValueBefore(ValueOfReply(reply.after, read))});
+        moves.push_back({MoveName(board, reply, replies), ValueBefore(ValueOf(reply.after, read))});
     }
     const auto rank = [](const MoveValue& move) {
         return move.value == kUnknownValue ? INT_MIN : int{move.value};
