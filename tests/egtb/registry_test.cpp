@@ -8,13 +8,16 @@
 #include <fstream>
 
 #include "apps/tablebase/compress.h"
+#include "apps/tablebase/prefix_lengths.h"
 #include "egtb/block_cache.h"
+#include "egtb/checksum.h"
 #include "egtb/lengths.h"
 #include "egtb/tablebase_files.h"
 #include "platform/drives.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/settings.h"
+#include "support/allocations.h"
 
 namespace torval {
 
@@ -24,8 +27,7 @@ namespace fs = std::filesystem;
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::size_t kQueenEntries = 25629;  // kqk, first side to move
-constexpr std::size_t kRookEntries = 27030;   // krk
+constexpr std::size_t kRookEntries = 27030;  // krk
 
 struct Ended {
     int status;
@@ -164,34 +166,72 @@ TEST_F(RegistryTest, KnowsWhichMenAClassCovers) {
     EXPECT_FALSE(RegisterTablebaseFile("/nowhere", 19, 0));
 }
 
-TEST_F(RegistryTest, EndsTheProcessForDamagedFiles) {
+/// A compressed file without blocks whose header says blocks of so many bits.
+Bytes EmptyFileOf(int block_bits) {
+    Bytes file = CompressTablebase({});
+    file.resize(kFixedHeaderBytes);
+    file[70] = static_cast<std::uint8_t>(block_bits);
+    BitWriter fields;
+    fields.Put(0, block_bits);
+    for (std::size_t i = 0; i < kDistances; ++i) fields.Put(1, block_bits);
+    for (const std::uint8_t byte : fields.TakeBytes()) file.push_back(byte);
+    file.push_back(0x80);  // no symbol has a code
+    const std::size_t size = file.size() + kChecksumBytes;
+    file[67] = static_cast<std::uint8_t>(size);
+    const std::uint32_t sum = ChecksumOf(file);
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        file.push_back(static_cast<std::uint8_t>(sum >> shift));
+    }
+    return file;
+}
+
+TEST_F(RegistryTest, EndsTheProcessForWhatItCannotUse) {
     const Bytes packed = CompressTablebase(Bytes(kRookEntries));
     Bytes broken = packed;
     broken[75] ^= 1;  // the number of blocks
     const Bytes cut(packed.begin(), packed.begin() + 90);
     Bytes foreign = packed;
     foreign[58] = ' ';
+    const std::string no_block =
+        "*** Cannot allocate decode block: error code " +
+        std::to_string(MakeError(ErrorClass::OutOfMemory, ErrorPlace::StateMemory)) + "\n";
     struct Case {
         const char* name;
         Bytes bytes;
-        const char* start;
-        const char* end;
+        std::string line;  // with NAME for the file
+        std::size_t failing_bytes = 0;
+        Refusal refusal = Refusal::Throws;
     };
     const std::vector<Case> cases = {
-        {"kqk.nbw", Bytes(kQueenEntries + 6), "*** ", " corrupted 25629 25629 25635\n"},
-        {"kqk.nbw", {}, "*** ", " corrupted 25629 25629 0\n"},
-        {"kqk.nbw.emd", packed, "*** ", " corrupted 25629 25629 27030\n"},
-        {"krk_nbw_emd", broken, "*** Unable to read ", " - file broken\n"},
-        {"krk.nbw.emd", cut, "*** Unable to read ", " - read error\n"},
-        {"krk.nbw.emd", Bytes(79), "*** Unable to read ", " - read error\n"},
-        {"krknbw.emd", foreign, "*** Unable to read ", " - read error\n"},
+        {"kqk.nbw", Bytes(25635), "*** NAME corrupted 25629 25629 25635\n"},
+        {"kqk.nbw", {}, "*** NAME corrupted 25629 25629 0\n"},
+        {"kqk.nbw.emd", packed, "*** NAME corrupted 25629 25629 27030\n"},
+        {"krk_nbw_emd", broken, "*** Unable to read NAME - file broken\n"},
+        {"krk.nbw.emd", cut, "*** Unable to read NAME - read error\n"},
+        {"krk.nbw.emd", Bytes(79), "*** Unable to read NAME - read error\n"},
+        {"krknbw.emd", foreign, "*** Unable to read NAME - read error\n"},
+        {"krk.nbw.emd", EmptyFileOf(12), "*** NAME: Unsupported block size 4096\n"},
+        {"krk.nbw.emd",
+         packed,
+         "*** Unable to read NAME - out of memory\n",
+         sizeof(CompressedFileInfo)},
+        {"krk.nbw",
+         Bytes(kRookEntries),
+         "*** Cannot allocate 128 bytes of memory\n",
+         sizeof(BucketHeads),
+         Refusal::IsNull},
+        {"krk.nbw.emd", packed, no_block, kBlockBytes},
     };
     for (const Case& c : cases) {
         const std::string name = Write(c.name, c.bytes);
-        const std::string line = c.start + name + c.end;
+        std::string line = c.line;
+        const std::size_t at = line.find("NAME");
+        const bool is_of_file = at != line.npos;
+        if (is_of_file) line.replace(at, 4, name);
         int status = 0;
         testing::internal::CaptureStdout();
         try {
+            const FailingAllocation fails(c.failing_bytes, c.refusal);
             InitTablebases();
         } catch (const Ended& ended) {
             status = ended.status;
@@ -199,11 +239,13 @@ TEST_F(RegistryTest, EndsTheProcessForDamagedFiles) {
         EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
         EXPECT_EQ(status, 1) << line;
         const int id = FindClass(std::string(c.name).substr(0, 3));
-        EXPECT_EQ(FindTablebaseFile(folder_.string(), id, 0).problem, line) << "without ending";
+        const FailingAllocation fails(c.failing_bytes, c.refusal);
+        EXPECT_EQ(FindTablebaseFile(folder_.string(), id, 0).problem, is_of_file ? line : "")
+            << "without ending";
         fs::remove(name);
     }
     disk_step_fails = [](DiskStep step) { return step == DiskStep::Seek; };
-    const std::string name = Write("kqk.nbw", Bytes(kQueenEntries));
+    const std::string name = Write("kqk.nbw", Bytes(25629));
     EXPECT_EQ(FindTablebaseFile(folder_.string(), FindClass("kqk"), 0).problem,
               "*** Seek in " + name + " failed\n");
 }
@@ -248,6 +290,10 @@ TEST_F(RegistryTest, LaysTheCacheOut) {
         InitTablebases();
         EXPECT_EQ(block_cache.slots, slots);
     }
+    CacheSizeMB = 4;
+    const FailingAllocation fails(507 * sizeof(CacheSlot), Refusal::IsNull);
+    InitTablebases();
+    EXPECT_EQ(block_cache.slots, 0U) << "the engine plays on without a cache";
 }
 
 }  // namespace
