@@ -31,7 +31,7 @@ constexpr std::string_view kBookForms =
     "book                     the books' moves here, with their scores and games\n"
     "book on|off              play from your book and the main book, or from none\n"
     "book main|user|both      from one of them, or from both together\n"
-    "book add [N [SCORE]]     put the last N half-moves (all of them) into your book;\n"
+    "book add [N [SCORE]]     put the last N half-moves, or all, into your book;\n"
     "                         SCORE is White's view of the position, -127 to 127\n"
     "book delete [N]          take the last move out, and up to N while none is left\n"
     "book exclude             keep the last move from being played\n"
@@ -47,8 +47,9 @@ constexpr std::string_view kDatabaseForms =
     "tb path [DIRS|none]      where the Nalimov files are, such as /tb3;/tb4\n"
     "tb cache [MB]            memory for their blocks, 0 to 1024\n"
     "tb thompson [DIRS|none]  where the Thompson files are, at most 19 characters\n"
-    "Nalimov files give exact values to the search; 'torval tb make' makes them. Thompson\n"
-    "files give a move at once. A directory with a damaged Nalimov file is refused.\n";
+    "Nalimov files, which 'torval tb make' makes, give exact values to the search;\n"
+    "Thompson files give a move at once. A directory with a damaged Nalimov file is\n"
+    "refused.\n";
 
 /// "on" or "off"; without a word the switch is only told.
 bool ReadSwitch(std::span<const std::string_view> words, bool* value) {
