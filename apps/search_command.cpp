@@ -8,8 +8,11 @@
 #include "apps/commands.h"
 #include "apps/notation.h"
 #include "apps/positions.h"
+#include "apps/tablebase/position_values.h"
+#include "apps/tablebase/table_file.h"
 #include "apps/text.h"
 #include "board/attack.h"
+#include "egtb/probe.h"
 #include "game/game.h"
 #include "game/think.h"
 #include "platform/controller.h"
@@ -136,7 +139,17 @@ std::string ShortText(const Answer& answer) {
     return text.str();
 }
 
-void PrintSummary(const Answer& answer, std::ostream& out) {
+/// What the databases say of the position on the board; empty when they do not know it.
+std::string DatabaseText() {
+    CHSBRD board;
+    StorePosition(&board);
+    const auto small = SmallBoardOf(board, PassedSquare(board, game_record.top->move));
+    if (!small || MayCastle(board)) return {};
+    const TablebaseValue value = ValueOf(*small, ReadTablebaseValue);
+    return value == kUnknownValue ? std::string() : ValueText(value);
+}
+
+void PrintSummary(const Answer& answer, std::string_view exact, std::ostream& out) {
     if (answer.line.vlen == 0) {
         out << NoMoveText() << '\n';
         return;
@@ -149,6 +162,7 @@ void PrintSummary(const Answer& answer, std::ostream& out) {
         << ScoreText(answer.line.score) << " at depth " << answer.line.depth << ", " << answer.nodes
         << " nodes (" << answer.quiescence_nodes << " of them in the capture search), "
         << answer.time.count() << " ms\n";
+    if (!exact.empty()) out << "Endgame database: " << exact << " for the side to move\n";
 }
 
 void RunSearch(const SearchOptions& options, Console& console) {
@@ -169,6 +183,7 @@ void RunSearch(const SearchOptions& options, Console& console) {
             throw InputError(std::string("--skip: ") + error.what());
         }
         if (!many && !options.json) notification_sink.output_main_var = ReportLine;
+        const std::string exact = options.tablebases.empty() ? std::string() : DatabaseText();
         const Answer answer = Compute();
         notification_sink.output_main_var = nullptr;
         if (options.json) {
@@ -176,7 +191,7 @@ void RunSearch(const SearchOptions& options, Console& console) {
         } else if (many) {
             console.out << fen << ": " << ShortText(answer) << '\n';
         } else {
-            PrintSummary(answer, console.out);
+            PrintSummary(answer, exact, console.out);
         }
         console.out << std::flush;
     });

@@ -24,6 +24,8 @@ using testing::StartsWith;
 
 constexpr const char* kLongestMate = "8/8/8/8/8/2k5/1R6/K7 w - - 0 1";
 
+constexpr const char* kDrawn = "8/8/8/8/8/2k5/2P5/1K6 b - - 0 1";
+
 struct Ran {
     int code;
     std::string out;
@@ -137,6 +139,8 @@ TEST_F(TablebaseCommand, TellsValuesInWords) {
         return Torval(words).out;
     };
     EXPECT_THAT(ask({"search", "--depth", "2"}), HasSubstr("Score mate in 16 at depth 2"));
+    EXPECT_THAT(Torval({"search", "--depth", "2", "--tb", folder_.string(), "--fen", kDrawn}).out,
+                HasSubstr("Endgame database: draw for the side to move\n"));
     EXPECT_THAT(ask({"eval"}), HasSubstr("Endgame database: mate in 16 for the side to move\n"));
     EXPECT_THAT(Torval({"search", "--depth", "2", "--fen", kLongestMate}).out,
                 Not(HasSubstr("mate")));
