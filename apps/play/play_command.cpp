@@ -30,7 +30,8 @@ void RunPlay(PlayArguments arguments, Console& console) {
     }
     DatabaseSettings& databases = options.databases;
     if (const std::string problem = NalimovPathProblem(databases.nalimov); !problem.empty()) {
-        throw InputError("--tb: " + problem);
+        // The engine also looks in the program's own directory.
+        throw InputError((databases.nalimov.empty() ? "endgame databases: " : "--tb: ") + problem);
     }
     if (const std::string problem = ThompsonPathProblem(databases.thompson); !problem.empty()) {
         throw InputError("--thompson: " + problem);

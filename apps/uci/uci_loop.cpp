@@ -54,6 +54,7 @@ private:
     void Start();
     void FinishSearch();
     void OpenBookFile();
+    void DropDamagedPath();
     void UseNalimovPath();
     void HeardMessage(int id, std::string_view text);
     void SetOption(const Command& command);
@@ -141,6 +142,7 @@ void UciLoop::Start() {
     if (session_.started()) return;
     const BookFiles books = PrepareMainBook();
     options_.SetMainBook(books.main);
+    DropDamagedPath();
     session_.Load(options_.image());
     session_.Start(EventMainVar | EventNextMove | EventMsg);
     options_.Fix(SettingsImage::Of(session_.engine()));
@@ -159,16 +161,21 @@ void UciLoop::OpenBookFile() {
     if (result != S_OK) Remark(BookProblem(file, result));
 }
 
-/// After the first start too: only here the engine looks for files again.
+/// What was sound when it was named may have been damaged since, and would end the process.
+void UciLoop::DropDamagedPath() {
+    const std::string problem = NalimovPathProblem(options_.image().NalimovPath());
+    if (problem.empty()) return;
+    Remark("NalimovPath is empty now: " + problem);
+    Remark(options_.Set("NalimovPath", {}));
+}
+
+/// Only here, and at the first start in the process, the engine looks for files.
 void UciLoop::UseNalimovPath() {
     if (!options_.TakeNalimovChange()) return;
+    DropDamagedPath();
+    (void)options_.TakeNalimovChange();  // dropping it was a change, too
     const SettingsImage& image = options_.image();
     const std::string paths = image.NalimovPath();
-    // What was sound when it was named may have been damaged since.
-    if (const std::string problem = NalimovPathProblem(paths); !problem.empty()) {
-        Remark("NalimovPath is not used: " + problem);
-        return;
-    }
     RegisterNalimovPath(session_.engine(), paths, image.Get(settings::kCacheSizeMB));
     words_.Use(paths);
 }

@@ -310,6 +310,14 @@ TEST_F(UciDatabases, TakesPathsBetweenSearches) {
     EXPECT_EQ(Answer("setoption name NalimovPath value " + damaged),
               "info string NalimovPath stays as it is: " + Damage());
     EXPECT_THAT(Go(std::string("fen ") + kLongestMate), HasSubstr("mate in 16"));
+    // Sound when it was named, damaged when it is to be used.
+    fs::rename(damaged, damaged + "_away");
+    fs::copy(tables->Folder(), damaged);
+    Set("NalimovPath", damaged);
+    fs::remove_all(damaged);
+    fs::rename(damaged + "_away", damaged);
+    EXPECT_EQ(Go(std::string("fen ") + kLongestMate),
+              "info string NalimovPath is empty now: " + Damage());
     EXPECT_EQ(Answer("setoption name NalimovPath value /nowhere"),
               "info string NalimovPath: there are no database files");
     EXPECT_THAT(Go(std::string("fen ") + kLongestMate), HasSubstr("info depth"));
