@@ -133,7 +133,7 @@ std::vector<std::string> Player::MoveLines() const {
 }
 
 std::string Player::ScoreWords(const MAINVAR& line) const {
-    const std::string score = ScoreText(line.score);
+    std::string score = ScoreText(line.score);
     if (line.depth == kDatabaseDepth || !root_value_) return score;
     const std::string exact = ValueText(*root_value_);
     const bool drawn = line.score == 0 && *root_value_ == kDrawValue;

@@ -107,7 +107,7 @@ Reply Player::Databases(Words words) {
     if (!is_path) return Refuse(kUsage);
     if (value == kNone) value.clear();
     if (verb == "thompson") return UseThompsonPath(value);
-    const Reply reply = UseNalimovPath(value, databases_.cache_mb);
+    Reply reply = UseNalimovPath(value, databases_.cache_mb);
     if (!reply.accepted) return reply;
     UseDatabasesByPaths();
     return TellDatabases();
