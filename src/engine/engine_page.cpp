@@ -1,7 +1,6 @@
 #include "engine/engine_page.h"
 
 #include <charconv>
-#include <span>
 #include <string>
 
 #include "engine/databases_changed.h"
@@ -21,14 +20,6 @@ std::optional<std::int32_t> ReadTableSize(std::string_view text) {
     std::int32_t kilobytes = 0;
     const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), kilobytes);
     return error == std::errc{} ? std::optional(kilobytes) : std::nullopt;
-}
-
-/// Fills a path with a text, cut to what it holds. Its last byte is zero before, meanwhile and
-/// after, so that a computation that reads it just then reads a string.
-void WritePath(std::span<char> path, std::string_view text) {
-    for (std::size_t i = 0; i + 1 < path.size(); ++i) {
-        WriteSetting(&path[i], i < text.size() ? text[i] : '\0');
-    }
 }
 
 }  // namespace
@@ -58,8 +49,8 @@ void EnginePage::Take(const Dialog& dialog) {
     if (const auto margin = dialog.Integer(kThreadMarginEdit)) {
         WriteSetting(&s.ThreadMargin, *margin);
     }
-    WritePath(ThompsonPath, dialog.Find(kThompsonPathEdit, ControlKind::Edit)->text);
-    WritePath(NalimovPath, dialog.Find(kNalimovPathEdit, ControlKind::Edit)->text);
+    WriteSettingText(ThompsonPath, dialog.Find(kThompsonPathEdit, ControlKind::Edit)->text);
+    WriteSettingText(NalimovPath, dialog.Find(kNalimovPathEdit, ControlKind::Edit)->text);
     if (const auto megabytes = dialog.Integer(kCacheSizeEdit)) {
         if (*megabytes != CacheSizeMB) databases_marked_ = true;
         CacheSizeMB = *megabytes;

@@ -97,10 +97,8 @@ std::uint16_t WordAt(std::span<const std::uint8_t> entry, std::size_t offset) {
 }
 
 void SetThompsonPath(std::span<const std::uint8_t> text) {
-    std::array<char, kThompsonPathSize> path{};
-    const std::size_t longest = std::min(text.size(), path.size() - 1);
-    for (std::size_t i = 0; i < longest && text[i] != 0; ++i) path[i] = static_cast<char>(text[i]);
-    std::memcpy(ThompsonPath, path.data(), path.size());
+    const auto end = std::ranges::find(text, std::uint8_t{0});
+    WriteSettingText(ThompsonPath, std::string(text.begin(), end));
 }
 
 /// Six letters that a host would like in its move texts; the engine writes none.

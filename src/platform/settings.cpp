@@ -38,7 +38,24 @@ void SetDefaultSettings() {
     std::strcpy(s.UserBookName, "USERBOOK.BK");
     s.ScoreConfidence = 50;
     s.BookMode = 3;
-    ThompsonPath[0] = 0;
+    WriteSettingText(ThompsonPath, {});
+}
+
+std::string ReadSettingText(std::span<const char> field) {
+    std::string text;
+    for (const char& place : field) {
+        const char character = ReadSetting(place);
+        if (character == 0) break;
+        text += character;
+    }
+    return text;
+}
+
+void WriteSettingText(std::span<char> field, std::string_view text) {
+    // The last byte is zero before, meanwhile and after.
+    for (std::size_t i = 0; i + 1 < field.size(); ++i) {
+        WriteSetting(&field[i], i < text.size() ? text[i] : '\0');
+    }
 }
 
 bool LevelIsValid(const LEVEL& level) {

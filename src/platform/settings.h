@@ -11,6 +11,9 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
 
 #include "torval/records.h"
 
@@ -99,6 +102,11 @@ template <typename T>
 void WriteSetting(T* field, T value) {
     std::atomic_ref<T>(*field).store(value, std::memory_order_relaxed);
 }
+
+/// A zero-terminated text, read and written while the other thread may do the same: a reader finds a
+/// text that ends within the field, perhaps of new and old characters. A longer one is cut.
+std::string ReadSettingText(std::span<const char> field);
+void WriteSettingText(std::span<char> field, std::string_view text);
 
 /// What is kept beside the block: endgame database paths, zero-terminated, and cache size.
 inline constexpr std::size_t kThompsonPathSize = 20;
