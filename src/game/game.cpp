@@ -7,6 +7,7 @@
 #include "board/make.h"
 #include "board/move_text.h"
 #include "egtb/tablebase_files.h"
+#include "egtb/thompson.h"
 #include "eval/evaluate.h"
 #include "eval/setup.h"
 #include "platform/controller.h"
@@ -53,6 +54,7 @@ void ForgetGame() {
     next_best_list = {};
     ClearGameRecord();
     CloseTablebaseFiles();
+    CloseThompsonFiles();
     ReleaseLegalMoves();
 }
 

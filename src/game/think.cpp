@@ -16,6 +16,7 @@
 #include "search/line_builder.h"
 #include "search/lines.h"
 #include "search/root.h"
+#include "search/root_database.h"
 #include "search/time.h"
 
 namespace torval {
@@ -165,6 +166,7 @@ int Drive(MoveList** root) {
     SetUpEvaluation();
     if (AnyFlag(FlagEngineToMove)) {
         if (const int chosen = PlayFromBook(*root); chosen > 0) return chosen;
+        if (const int chosen = RootDatabaseProbe(*root); chosen > 0) return chosen;
     }
     MoveEntry* const best = Iterate(*root, start);
     if (!best) return 0;

@@ -32,11 +32,13 @@ enum : int {
     MsgBookNotReadable = 16,
     MsgBookNotWritten = 17,
     MsgBookDamaged = 18,
+    MsgVolumesWanted = 20,
     MsgTimeForfeit = 21,
+    MsgNoDatabaseMove = 22,
 };
 
-inline void NotifyMsg(int id, int p1, const char* text = "") {
-    if (notification_sink.output_msg) notification_sink.output_msg(id, p1, 0, text);
+inline void NotifyMsg(int id, int p1, const char* text = "", int p2 = 0) {
+    if (notification_sink.output_msg) notification_sink.output_msg(id, p1, p2, text);
 }
 
 }  // namespace torval

@@ -21,7 +21,6 @@ namespace torval {
 namespace {
 
 constexpr int kFullWindow = 20000;
-constexpr int kMostRootMoves = 100;
 
 void Skip(MoveList* list, std::span<const Move> skip_list) {
     for (Link* link = &list->quiet_head; *link != kNoLink;) {
@@ -67,30 +66,6 @@ void SortByScore(MoveList* list) {
         *link = rest;
         rest = next;
     }
-}
-
-void MoveToFront(MoveList* list, MoveEntry* entry) {
-    const Link moved = MoveArena.LinkTo(*entry);
-    Link* link = &list->quiet_head;
-    while (*link != moved) link = &MoveArena.At(*link).next;
-    Unlink(link);
-    entry->next = list->quiet_head;
-    list->quiet_head = moved;
-}
-
-void NotifyNextMove(int depth, int moves_to_go, Move move) {
-    if (!notification_sink.output_next_move) return;
-    notification_sink.output_next_move(depth, moves_to_go, move);
-}
-
-void ReportBestLine(int depth, int score) {
-    MAINVAR& line = think_controller.line;
-    BuildLine();
-    line.iCommand = AnyFlag(FlagEngineToMove) ? 1 : 2;
-    line.depth = static_cast<std::int16_t>(depth);
-    line.score = static_cast<std::int16_t>(score);
-    PublishLine();
-    if (notification_sink.output_main_var) notification_sink.output_main_var(line);
 }
 
 /// One iteration over the root moves.
@@ -199,10 +174,7 @@ MoveEntry* Iteration::Run() {
     ThinkController& c = think_controller;
     c.single_reply = false;
     c.settled.store(false, std::memory_order_relaxed);
-    int moves_to_go = 0;
-    for (MoveEntry* entry = EntryAt(list_->quiet_head); entry; entry = NextEntry(*entry)) {
-        moves_to_go = std::min(moves_to_go + 1, kMostRootMoves);
-    }
+    int moves_to_go = CountRootMoves(*list_);
     int legal_moves = 0;
     for (MoveEntry* entry = EntryAt(list_->quiet_head); entry;) {
         MoveEntry* const following = NextEntry(*entry);
@@ -235,6 +207,39 @@ MoveList& PrepareRootMoves(std::span<const Move> skip_list) {
     }
     SortByScore(&list);
     return list;
+}
+
+int CountRootMoves(const MoveList& list) {
+    constexpr int kMostRootMoves = 100;
+    int count = 0;
+    for (const MoveEntry* entry = EntryAt(list.quiet_head); entry; entry = NextEntry(*entry)) {
+        count = std::min(count + 1, kMostRootMoves);
+    }
+    return count;
+}
+
+void MoveToFront(MoveList* list, MoveEntry* entry) {
+    const Link moved = MoveArena.LinkTo(*entry);
+    Link* link = &list->quiet_head;
+    while (*link != moved) link = &MoveArena.At(*link).next;
+    Unlink(link);
+    entry->next = list->quiet_head;
+    list->quiet_head = moved;
+}
+
+void NotifyNextMove(int depth, int moves_to_go, Move move) {
+    if (!notification_sink.output_next_move) return;
+    notification_sink.output_next_move(depth, moves_to_go, move);
+}
+
+void ReportBestLine(int depth, int score) {
+    MAINVAR& line = think_controller.line;
+    BuildLine();
+    line.iCommand = AnyFlag(FlagEngineToMove) ? 1 : 2;
+    line.depth = static_cast<std::int16_t>(depth);
+    line.score = static_cast<std::int16_t>(score);
+    PublishLine();
+    if (notification_sink.output_main_var) notification_sink.output_main_var(line);
 }
 
 MoveEntry* RootSearch(int depth, int alpha, int beta, MoveList* list) {
