@@ -1,6 +1,7 @@
 #include "egtb/probe.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "board/generate.h"
 #include "board/position.h"
@@ -10,6 +11,7 @@
 #include "egtb/registry.h"
 #include "egtb/tablebase_files.h"
 #include "platform/controller.h"
+#include "platform/flags.h"
 #include "platform/settings.h"
 
 namespace torval {
@@ -28,6 +30,9 @@ struct MaterialCache {
 
 MaterialCache cache;
 EndgameProbe probe;
+
+/// The settings have changed during a computation.
+std::atomic<bool> renewal_waits = false;
 
 MenCounts CountsOf(std::uint32_t word) {
     MenCounts counts = {};
@@ -86,6 +91,19 @@ ClassPosition AsClassSees(bool exchanged) {
 void InitialiseDatabases() {
     InitTablebases();
     cache.piece_limit = MaxTablebaseMen - 2;
+}
+
+void RenewDatabases() {
+    if (AnyFlag(FlagBusy)) {
+        renewal_waits.store(true, std::memory_order_release);
+        return;
+    }
+    renewal_waits.store(false, std::memory_order_relaxed);
+    InitialiseDatabases();
+}
+
+void TakeUpRenewal() {
+    if (renewal_waits.exchange(false, std::memory_order_acquire)) InitialiseDatabases();
 }
 
 EndgameProbe* CheckTablebaseAvailable() {

@@ -22,8 +22,15 @@ struct EndgameProbe {
     EvalResult ProbeTablebase(int depth, int alpha, int beta);
 };
 
-/// Finds the databases anew by the settings, and how many men they cover.
+/// Finds the databases anew by the settings, and how many men they cover. Nobody may compute.
 void InitialiseDatabases();
+
+/// The same for the host's thread at any time: a computation that runs keeps its databases, and the
+/// next one begins with the new ones.
+void RenewDatabases();
+
+/// Does what RenewDatabases had to leave undone; a computation begins with it.
+void TakeUpRenewal();
 
 /// The probe for the material on the board; null when no database covers it, the databases are off,
 /// or the search has come too deep for their cost.

@@ -157,7 +157,7 @@ void ForgetFiles() {
 }
 
 void LayOutCache() {
-    const std::uint64_t bytes = std::uint64_t{CacheSizeMB} * kMegabyte;
+    const std::uint64_t bytes = std::uint64_t{ReadSetting(CacheSizeMB)} * kMegabyte;
     // The old area is in use until the cache has another one.
     InitBlockCache(nullptr, 0);
     registry.area.reset();
@@ -181,7 +181,7 @@ int MenOfClass(int class_id) {
 
 std::vector<std::string> TablebaseDirectories() {
     const std::string component = ComponentFileName();
-    const std::string_view path = NalimovPath;
+    const std::string path = ReadSettingText(NalimovPath);
     const bool blank = path.empty() || static_cast<signed char>(path[0]) <= 32;
     std::string list(DirectoryOf(component));
     if (list.empty()) {

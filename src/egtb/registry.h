@@ -5,7 +5,8 @@
 //          "nbw" holds the first side to move, "nbb" the second. The first file found stays.
 // Errors   a damaged or foreign file ends the process, exit status 1, with a line on the standard
 //          output that names it: playing on by wrong values would be worse.
-// Thread   that of the engine's first start, or of the settings page, while nothing computes.
+// Thread   that of the engine's first start or of the settings page, while nothing computes, or the
+//          computing thread before it begins.
 #pragma once
 
 #include <memory>

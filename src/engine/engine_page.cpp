@@ -53,7 +53,7 @@ void EnginePage::Take(const Dialog& dialog) {
     WriteSettingText(NalimovPath, dialog.Find(kNalimovPathEdit, ControlKind::Edit)->text);
     if (const auto megabytes = dialog.Integer(kCacheSizeEdit)) {
         if (*megabytes != CacheSizeMB) databases_marked_ = true;
-        CacheSizeMB = *megabytes;
+        WriteSetting(&CacheSizeMB, *megabytes);
     }
     const std::uint16_t flags = ReadSetting(s.BrainFlags);
     const bool low = dialog.Find(kLowPriorityBox, ControlKind::CheckBox)->checked;

@@ -108,7 +108,7 @@ void InitialiseOnce() {
     EngineThreadState& state = State();
     if (state.initialised) return;
     InitialiseDatabases();
-    databases_changed = InitialiseDatabases;
+    databases_changed = RenewDatabases;
     // Without its books the engine plays on; a host that wants to know asks by SelectBook.
     (void)OpenBooks();
     InitialiseEngine();

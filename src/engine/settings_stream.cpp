@@ -39,13 +39,12 @@ HRESULT LoadDatabaseSettings(IStream* stream) {
     std::uint32_t cache = 0;
     std::uint16_t length = 0;
     if (ReadAll(stream, &cache, sizeof cache) != S_OK) return E_UNEXPECTED;
-    CacheSizeMB = cache;
+    WriteSetting(&CacheSizeMB, cache);
     if (ReadAll(stream, &length, sizeof length) != S_OK) return E_UNEXPECTED;
     if (length == 0 || length >= kNalimovPathSize) return S_OK;
     std::array<char, kNalimovPathSize> path{};
     if (ReadAll(stream, path.data(), length) != S_OK) return E_UNEXPECTED;
-    path[length] = 0;
-    std::memcpy(NalimovPath, path.data(), sizeof NalimovPath);
+    WriteSettingText(NalimovPath, path.data());
     return S_OK;
 }
 

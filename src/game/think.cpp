@@ -5,6 +5,7 @@
 #include "board/attack.h"
 #include "board/make.h"
 #include "book/select.h"
+#include "egtb/probe.h"
 #include "eval/setup.h"
 #include "game/game.h"
 #include "platform/controller.h"
@@ -228,6 +229,7 @@ Status Compute(EngineFlag game_bit, MAINVAR* result) {
     ReleaseLegalMoves();
     SetGameBits(game_bit);
     SetFlag(FlagBusy);
+    TakeUpRenewal();
     think_controller.SearchPly = 0;
     think_controller.QuiescencePly = 0;
     MoveList* root = nullptr;

@@ -48,7 +48,7 @@ protected:
         databases_changed = [] { ++databases_changes; };
     }
     void TearDown() override {
-        databases_changed = nullptr;
+        databases_changed = databases_changed_before_;
         page_.Reset();
         EXPECT_EQ(live_objects.load(), objects_before_);
     }
@@ -83,6 +83,7 @@ protected:
 
 private:
     int objects_before_ = 0;
+    void (*databases_changed_before_)() = databases_changed;
 };
 
 }  // namespace torval

@@ -1,16 +1,22 @@
 // Bad orders of two threads, forced by holding one up, and what is left behind by many rounds.
 #include <dirent.h>
 #include <malloc.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <thread>
 
+#include "egtb/lengths.h"
+#include "egtb/registry.h"
 #include "engine/component_fixture.h"
 #include "platform/race_points.h"
 #include "platform/thread.h"
 #include "platform/tick.h"
+#include "torval/pages.h"
 
 namespace torval {
 
@@ -128,6 +134,43 @@ INSTANTIATE_TEST_SUITE_P(
                     StopCase{"BeforePonderingArrives", RacePoint::BusyBeforePost, true},
                     StopCase{"InACallback", RacePoint::CallBeforePost, false}),
     [](const auto& test) { return test.param.name; });
+
+/// The databases that a computation may be reading are not taken away under it.
+TEST_F(RaceTest, NewDatabasesWaitForTheNextComputation) {
+    namespace fs = std::filesystem;
+    const fs::path folder =
+        fs::path(testing::TempDir()) / ("torval_race_" + std::to_string(getpid()));
+    fs::create_directories(folder);
+    std::ofstream(folder / "kqk.nbw").close();
+    fs::resize_file(folder / "kqk.nbw",
+                    kEntryCounts[static_cast<std::size_t>(FindClass("kqk"))][0]);
+    Ref<IPropertyPage> page;
+    ASSERT_EQ(CreateInstance(CLSID_EngineSettings, IID_IPropertyPage, page.ReceiveVoid()), S_OK);
+    ASSERT_EQ(page->Activate(), S_OK);
+
+    std::atomic<bool> computing = false;
+    std::atomic<bool> applied = false;
+    AtPoints([&](RacePoint point) {
+        if (point != RacePoint::SearchEnded) return;
+        computing = true;
+        Hold(applied);
+    });
+    PutLevel(0, 1);
+    EXPECT_EQ(engine->StartComputerMove(0), S_OK);
+    PumpUntil([&] { return computing.load(); });
+    page->SetText(214, folder.c_str());
+    EXPECT_EQ(page->Apply(), S_OK);
+    EXPECT_EQ(MaxTablebaseMen, 0) << "registered during a computation";
+    applied = true;
+    PumpUntil([this] { return site->finals.size() == 1; });
+    ExpectItWorks();
+    EXPECT_EQ(MaxTablebaseMen, 3);
+
+    page->SetText(214, "");
+    EXPECT_EQ(page->Apply(), S_OK);
+    EXPECT_EQ(MaxTablebaseMen, 0) << "at once while nothing computes";
+    fs::remove_all(folder);
+}
 
 /// The host asks for its own end while the engine waits in a callback behind that message.
 TEST_F(RaceTest, QuitWhileACallIsMarshalled) {
