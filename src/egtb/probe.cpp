@@ -25,6 +25,7 @@ struct MaterialCache {
     /// Men besides the kings that a file covers; -1 before the first initialisation.
     int piece_limit = -1;
     std::uint32_t signature = 0xFFFFFFFF;
+    int men = 0;       ///< with the signature: four knights have the fields of one bishop
     int class_id = 0;  ///< negative when Black is the class's first side
 };
 
@@ -114,10 +115,14 @@ EndgameProbe* CheckTablebaseAvailable() {
     const std::uint32_t black = position.MaterialWord[Black];
     const std::uint32_t signature = (white & 0xFFFF0000) | black >> 16;
     const int ply = think_controller.SearchPly;
-    if (signature != cache.signature) {
+    if (signature != cache.signature || men != cache.men) {
         if (ply > kLookUpPly) return nullptr;
         cache.signature = signature;
-        cache.class_id = LookupClass(CountsOf(white), CountsOf(black));
+        cache.men = men;
+        const MenCounts of_white = CountsOf(white);
+        const MenCounts of_black = CountsOf(black);
+        const bool told_apart = CountOf(of_white) + CountOf(of_black) == men;
+        cache.class_id = told_apart ? LookupClass(of_white, of_black) : 0;
         return cache.class_id != 0 ? &probe : nullptr;
     }
     const bool too_deep = men >= 2 && ply > kManyMenPly;

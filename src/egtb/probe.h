@@ -78,7 +78,7 @@ TablebaseValue TablebaseValueFrom(int class_id,
         const int low = read_byte(block, offset);
         const int high = read_byte(block, offset + 1);
         if (low == kUnknownValue || high == kUnknownValue) return kUnknownValue;
-        return static_cast<TablebaseValue>(high * 256 + (low & 0xFF));
+        return Checked(static_cast<TablebaseValue>(high * 256 + (low & 0xFF)));
     }
     if (tablebase_entry::IsKnownBad(class_id, file_side, index)) return MatedIn(127);
     const int entry = read_byte(static_cast<std::uint32_t>(index / kBlockBytes),

@@ -20,6 +20,15 @@ inline constexpr std::int8_t kBrokenEntry = 127;
 constexpr TablebaseValue MatesIn(int moves) { return static_cast<TablebaseValue>(32767 - moves); }
 constexpr TablebaseValue MatedIn(int moves) { return static_cast<TablebaseValue>(-32766 + moves); }
 
+/// The value of a wide entry: kUnknownValue for a mate so far away that no score could tell it. Files
+/// with such entries are damaged, and the search relies on scores inside its full window.
+constexpr TablebaseValue Checked(TablebaseValue entry) {
+    constexpr int kFarthestMate = 4900;  // moves; scores count 10000 plies
+    const int moves = entry > 0 ? 32767 - entry : 32766 + entry;
+    const bool good = entry == kDrawValue || (moves >= 0 && moves <= kFarthestMate);
+    return good ? entry : kUnknownValue;
+}
+
 /// The value of an entry of one byte.
 constexpr TablebaseValue WidenEntry(std::int8_t entry) {
     constexpr int kOffset = 32640;

@@ -216,6 +216,43 @@ TEST_F(ProbeTest, CorrectsTheKnownBadEntries) {
     EXPECT_EQ(ReadTablebaseValue(kFirstFiveMen, 1, 0x03639811), kUnknownValue);
 }
 
+/// A wide file is not checked when it is registered, so whatever its entries are must be harmless.
+TEST_F(ProbeTest, TakesWideEntriesThatCanBeTrue) {
+    const int id = FindClass("krnknn");
+    constexpr std::pair<std::int16_t, TablebaseValue> kEntries[] = {{0, 0},
+                                                                    {32766, 32766},
+                                                                    {MatesIn(262), MatesIn(262)},
+                                                                    {MatedIn(0), MatedIn(0)},
+                                                                    {MatedIn(262), MatedIn(262)},
+                                                                    {32767, kUnknownValue},
+                                                                    {10000, kUnknownValue},
+                                                                    {1, kUnknownValue},
+                                                                    {-10000, kUnknownValue},
+                                                                    {-32767, kUnknownValue},
+                                                                    {-32768, kUnknownValue}};
+    std::ofstream out(FileOf(id, 0), std::ios::binary);
+    for (const auto& [entry, value] : kEntries) {
+        out.put(static_cast<char>(entry & 0xFF)).put(static_cast<char>(entry >> 8));
+    }
+    out.close();
+    InitialiseDatabases();
+    std::uint64_t index = 0;
+    for (const auto& [entry, value] : kEntries) {
+        EXPECT_EQ(ReadTablebaseValue(id, 0, index++), value) << entry;
+    }
+    EXPECT_EQ(ReadTablebaseValue(id, 0, index), kUnknownValue) << "behind the end";
+
+    // In the material word four knights look like a bishop, and four bishops like a rook.
+    for (const char* const fen :
+         {"8/8/8/8/8/2k5/8/KNNNN3 w - - 0 1", "8/8/8/8/8/2k5/8/KBBBB3 w - - 0 1"}) {
+        SetUpPosition("8/8/8/8/8/2k5/8/KB6 w - - 0 1");
+        EXPECT_EQ(Probe(), 0);
+        SetUpPosition(fen);
+        EXPECT_EQ(Probe(), std::nullopt) << fen;
+    }
+    fs::remove(FileOf(id, 0));
+}
+
 TEST_F(ProbeTest, TouchesNoFileWithoutNeed) {
     disk_step_fails = [](DiskStep) {
         ++disk_steps;
