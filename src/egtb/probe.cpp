@@ -52,6 +52,8 @@ int EnPassantSquare() {
     const int step = last.to - last.from;
     if (step != 32 && step != -32) return kNoEnPassant;
     const Side mover = step > 0 ? White : Black;
+    // A null move has come in between, and whoever could take has passed.
+    if (mover == position.SideToMove) return kNoEnPassant;
     if (position.Board[last.to] != CodeOf(mover, Pawn)) return kNoEnPassant;
     for (const int beside : {last.to + 1, last.to - 1}) {
         if (OnBoard(beside) &&

@@ -13,6 +13,7 @@
 #include "apps/notation.h"
 #include "apps/positions.h"
 #include "apps/tablebase/generator.h"
+#include "board/make.h"
 #include "board/position.h"
 #include "egtb/lengths.h"
 #include "egtb/tablebase_files.h"
@@ -191,6 +192,8 @@ TEST_F(ProbeTest, TellsEnPassantFromOtherPositions) {
 
     SetUpPosition("6k1/8/8/3Pp3/8/8/8/6K1 w - e6 0 1");
     EXPECT_EQ(Probe(), 10000 - 13);
+    NullMove();
+    EXPECT_EQ(Probe(), 0) << "the right to take has passed";
     SetUpPosition("6k1/8/8/3Pp3/8/8/8/6K1 w - - 0 1");
     EXPECT_EQ(Probe(), 10000 - 53);
     SetUpPosition("6k1/4p3/8/3P4/8/8/8/6K1 b - - 0 1");
