@@ -17,6 +17,7 @@
 #include "board/position.h"
 #include "egtb/lengths.h"
 #include "egtb/tablebase_files.h"
+#include "eval/setup.h"
 #include "game/game.h"
 #include "game/think.h"
 #include "platform/controller.h"
@@ -172,6 +173,25 @@ TEST_F(ProbeTest, AsksNearTheRootOnly) {
         UseDatabases(true);
         think_controller.SearchPly = c.ply;
         EXPECT_EQ(CheckTablebaseAvailable() != nullptr, c.known) << c.fen << " " << c.ply;
+    }
+}
+
+TEST_F(ProbeTest, TheEvaluationKeepsItsFinerKnowledgeForOtherMaterial) {
+    constexpr const char* kOpening = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+    constexpr const char* kPawn = "8/8/8/8/8/1k6/6P1/6K1 w - - 0 1";
+    constexpr Square kC5 = 0x42;
+    for (const bool covered : {true, false}) {
+        UseDatabases(covered);
+        SetUpPosition(kOpening);
+        const std::int32_t margin = PositionalMargin;
+        const std::int32_t isolated = eval_weights.IsolatedPawn;
+        SetUpPosition(kPawn);
+        EXPECT_EQ(position.GamePhase, PhasePawns);
+        EXPECT_EQ(PositionalMargin == margin, covered);
+        EXPECT_EQ(eval_weights.IsolatedPawn == isolated, covered);
+        EXPECT_EQ(PieceSquareTable[White][Bishop][kC5] == 0, covered) << "an outpost";
+        EXPECT_EQ(MobilityTable[White][Rook][0x21], 2 + 4) << "the other king stands there";
+        EXPECT_EQ(position.MaterialWord[White] & 0xFFFF, 128U);
     }
 }
 
