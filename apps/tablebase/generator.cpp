@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
+#include <cstring>
 #include <set>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <utility>
 
+#include "apps/console.h"
 #include "egtb/lengths.h"
 
 namespace torval {
@@ -34,20 +39,90 @@ SmallBoard InDiagonal(const SmallBoard& board) {
     return other;
 }
 
+bool IsOnRising(int square) { return (square >> 3) == (square & 7); }
+bool IsOnFalling(int square) { return (square >> 3) + (square & 7) == 7; }
+bool IsOnLongDiagonal(int square) { return IsOnRising(square) || IsOnFalling(square); }
+
 /// Both kings on one of the long diagonals: the numbering of classes without pawns then tells mirror
 /// images apart.
 bool KingsOnLongDiagonal(const SmallBoard& board) {
-    const auto on_rising = [](int square) { return (square >> 3) == (square & 7); };
-    const auto on_falling = [](int square) { return (square >> 3) + (square & 7) == 7; };
     const int a = board.side[0].king;
     const int b = board.side[1].king;
-    return (on_rising(a) && on_rising(b)) || (on_falling(a) && on_falling(b));
+    return (IsOnRising(a) && IsOnRising(b)) || (IsOnFalling(a) && IsOnFalling(b));
+}
+
+/// Sorts, and leaves each one once; how many are left.
+std::size_t RemoveRepeated(std::span<std::size_t> indices) {
+    std::ranges::sort(indices);
+    return indices.size() - std::ranges::unique(indices).size();
+}
+
+/// Calls work(begin, end) on pieces of 0 to count, on `threads` threads. Pieces begin at multiples of
+/// kPiece, and no two calls have the same one.
+constexpr std::size_t kPiece = 4096;
+
+template <typename Work>
+void InPieces(std::size_t count, unsigned threads, Work work) {
+    std::atomic<std::size_t> next = 0;
+    const auto share = [&] {
+        for (std::size_t begin; (begin = next.fetch_add(kPiece, kRelaxed)) < count;) {
+            work(begin, std::min(begin + kPiece, count));
+        }
+    };
+    std::vector<std::jthread> others;
+    for (unsigned i = 1; i < threads && i * kPiece < count; ++i) others.emplace_back(share);
+    share();
+}
+
+/// A set of indices to which any thread may add.
+class IndexSet {
+public:
+    void Resize(std::size_t count) { words_.resize((count + kBits - 1) / kBits); }
+
+    void Add(std::size_t index) {
+        std::atomic_ref(words_[index / kBits])
+            .fetch_or(std::uint64_t{1} << index % kBits, kRelaxed);
+    }
+
+    /// Takes out what lies from begin, a multiple of kPiece, to end, and calls visit(index). Nobody
+    /// adds meanwhile.
+    template <typename Visit>
+    void Take(std::size_t begin, std::size_t end, Visit visit) {
+        for (std::size_t word = begin / kBits; word * kBits < end; ++word) {
+            for (std::uint64_t left = std::exchange(words_[word], 0); left != 0; left &= left - 1) {
+                visit(word * kBits + static_cast<std::size_t>(std::countr_zero(left)));
+            }
+        }
+    }
+
+private:
+    static constexpr std::size_t kBits = 64;
+    static_assert(kPiece % kBits == 0);
+
+    std::vector<std::uint64_t> words_;
+};
+
+/// Calls visit(i) for each of the entries from begin to end that has a value.
+template <typename Visit>
+void ForEachOf(const std::vector<std::int8_t>& entries,
+               std::int8_t value,
+               std::size_t begin,
+               std::size_t end,
+               Visit visit) {
+    const std::int8_t* const last = entries.data() + end;
+    for (const std::int8_t* at = entries.data() + begin; at < last; ++at) {
+        at = static_cast<const std::int8_t*>(
+            std::memchr(at, value, static_cast<std::size_t>(last - at)));
+        if (at == nullptr) return;
+        visit(static_cast<std::size_t>(at - entries.data()));
+    }
 }
 
 /// Work on one class. Numbers of moves are those of the side that wins.
 class Generation {
 public:
-    Generation(int class_id, const TableSet& tables) : id_(class_id), tables_(tables) {
+    Generation(int class_id, const TableSet& tables, unsigned threads)
+        : id_(class_id), tables_(tables), threads_(threads) {
         const TablebaseClass& entry = kTablebaseClasses[static_cast<std::size_t>(class_id)];
         sides_ = entry.IsSymmetric() ? 1 : 2;
         has_pawns_ = entry.HasPawns();
@@ -57,19 +132,28 @@ public:
             s.value.resize(count);
             s.moves.resize(count);
             s.change.resize(count);
+            s.lost.Resize(count);
+            s.won.Resize(count);
         }
     }
 
     ClassEntries Run(const std::function<void(double)>& tell) {
-        ForAll([this](int side, std::size_t index) { Prepare(side, index); });
+        ForAllPieces([this](int side, std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) Prepare(side, i);
+        });
+        if (damaged_) throw InputError(Name() + " leads to positions that no class below it knows");
         tell(0.5);
-        constexpr int kMostMoves = 126;
-        for (int moves = 0; moves < kMostMoves; ++moves) {
-            const bool more_wins = Spread(moves);
-            if (!more_wins && moves > longest_change_) break;
+        for (int moves = 0; Spread(moves) || moves < longest_change_; ++moves) {
+            if (too_long_) {
+                throw InputError(Name() + " has mates too long for entries of one byte");
+            }
             tell(std::min(0.99, 0.5 + 0.01 * moves));
         }
-        if (!has_pawns_) ForAll([this](int side, std::size_t index) { TakeOver(side, index); });
+        if (!has_pawns_) {
+            ForAllPieces([this](int side, std::size_t begin, std::size_t end) {
+                for (std::size_t i = begin; i < end; ++i) TakeOver(side, i);
+            });
+        }
         ClassEntries entries;
         for (std::size_t side = 0; side < 2; ++side)
             entries.side[side] = std::move(side_[side].value);
@@ -80,39 +164,35 @@ public:
 private:
     struct Side {
         std::vector<std::int8_t> value;   ///< as an entry; 0 also while it is open
-        std::vector<std::uint8_t> moves;  ///< successors of the class that are not won yet
+        std::vector<std::uint8_t> moves;  ///< moves within the class that are not won yet
         /// The best move that changes the men: k > 0 wins in k, -(k + 1) loses in k, 0 none. With
         /// moves at kNeverLost one of them draws.
         std::vector<std::int8_t> change;
+        IndexSet lost;  ///< decided last, and still to be followed backwards
+        IndexSet won;
     };
 
-    template <typename Work>
-    void ForAll(Work work) {
-        for (int side = 0; side < sides_; ++side) {
-            const std::size_t count = side_[static_cast<std::size_t>(side)].value.size();
-            constexpr std::size_t kPiece = 4096;
-            std::atomic<std::size_t> next = 0;
-            const auto share = [&] {
-                for (std::size_t begin; (begin = next.fetch_add(kPiece)) < count;) {
-                    const std::size_t end = std::min(begin + kPiece, count);
-                    for (std::size_t i = begin; i < end; ++i) work(side, i);
-                }
-            };
-            std::thread other(share);
-            share();
-            other.join();
-        }
+    std::string Name() const {
+        return std::string(kTablebaseClasses[static_cast<std::size_t>(id_)].Name());
     }
 
-    std::int8_t Value(int side, std::size_t index) {
-        return std::atomic_ref(side_[static_cast<std::size_t>(side)].value[index]).load(kRelaxed);
+    Side& SideAt(int side) { return side_[FileSide(id_, side)]; }
+
+    template <typename Work>
+    void ForAllPieces(Work work) {
+        for (int side = 0; side < sides_; ++side) {
+            InPieces(SideAt(side).value.size(),
+                     threads_,
+                     [&](std::size_t begin, std::size_t end) { work(side, begin, end); });
+        }
     }
 
     /// False when the position was decided already.
     bool Decide(int side, std::size_t index, std::int8_t value) {
         std::int8_t open = 0;
-        return std::atomic_ref(side_[static_cast<std::size_t>(side)].value[index])
-            .compare_exchange_strong(open, value, kRelaxed);
+        const std::atomic_ref entry(SideAt(side).value[index]);
+        if (entry.load(kRelaxed) != 0) return false;
+        return entry.compare_exchange_strong(open, value, kRelaxed);
     }
 
     std::size_t IndexIn(const SmallBoard& board) const {
@@ -130,12 +210,20 @@ private:
     /// One index for a position and all its images; moves then lead from and to the same ones.
     std::size_t NodeOf(const SmallBoard& board) const {
         const std::size_t index = IndexIn(board);
-        if (has_pawns_ || !KingsOnLongDiagonal(board)) return index;
+        if (!HasTwoIndices(board)) return index;
         return std::min(index, IndexIn(InDiagonal(board)));
     }
 
+    bool HasTwoIndices(const SmallBoard& board) const {
+        return !has_pawns_ && KingsOnLongDiagonal(board);
+    }
+
+    /// Whether moves of the side whose king this is not can lead to two images of one position. The
+    /// king stays where it is, so only a mirror through its square can exchange them.
+    bool CanHaveImages(int king) const { return !has_pawns_ && IsOnLongDiagonal(king); }
+
     void Prepare(int side, std::size_t index) {
-        Side& s = side_[FileSide(id_, side)];
+        Side& s = SideAt(side);
         const auto position = PositionAt(id_, side, index);
         if (!position || !IsLegal(id_, side, *position)) {
             s.value[index] = kBrokenEntry;
@@ -143,10 +231,11 @@ private:
         }
         const SmallBoard board = SmallBoard::Of(id_, side, *position);
         // Its other index stands for it; this one takes the value over in the end.
-        if (NodeOf(board) != index) {
+        if (HasTwoIndices(board) && NodeOf(board) != index) {
             s.moves[index] = kNeverLost;
             return;
         }
+        const bool compare = CanHaveImages(board.side[1U - board.to_move].king);
         std::array<std::size_t, 256> successors;
         std::size_t count = 0;
         bool any = false;
@@ -155,12 +244,15 @@ private:
         ForEachMove(board, [&](const SmallMove& move, const SmallBoard& after) {
             any = true;
             if (!move.changes_men) {
-                successors[count++] = NodeOf(after);
+                if (compare) successors[count] = NodeOf(after);
+                ++count;
                 return;
             }
             const TablebaseValue value = tables_.ValueOf(after);
             if (value == kDrawValue) {
                 never_lost = true;
+            } else if (value == kUnknownValue) {
+                damaged_.store(true, kRelaxed);
             } else if (value < 0) {
                 const int wins_in = 32766 + value + 1;
                 if (change <= 0 || wins_in < change) change = wins_in;
@@ -168,86 +260,109 @@ private:
                 change = std::min(change, -(32767 - value + 1));
             }
         });
-        std::sort(successors.begin(), successors.begin() + static_cast<std::ptrdiff_t>(count));
-        const auto end = std::unique(successors.begin(),
-                                     successors.begin() + static_cast<std::ptrdiff_t>(count));
-        s.moves[index] = static_cast<std::uint8_t>(end - successors.begin());
+        if (compare) count = RemoveRepeated(std::span(successors).first(count));
+        s.moves[index] = static_cast<std::uint8_t>(count);
         s.change[index] = static_cast<std::int8_t>(change);
         if (never_lost || (!any && !board.InCheck(board.to_move))) s.moves[index] = kNeverLost;
-        if (!any && board.InCheck(board.to_move)) s.value[index] = NarrowValue(MatedIn(0));
+        if (!any && board.InCheck(board.to_move)) {
+            s.value[index] = NarrowValue(MatedIn(0));
+            s.lost.Add(index);
+        }
         const int depth = std::abs(change);
         int longest = longest_change_.load(kRelaxed);
-        while (depth > longest && !longest_change_.compare_exchange_weak(longest, depth)) {
+        while (depth > longest && !longest_change_.compare_exchange_weak(longest, depth, kRelaxed)) {
         }
     }
 
     /// An index that does not stand for its position gets the value of the one that does.
     void TakeOver(int side, std::size_t index) {
+        Side& s = SideAt(side);
+        if (s.moves[index] != kNeverLost) return;
         const auto position = PositionAt(id_, side, index);
-        if (!position || Value(side, index) == kBrokenEntry) return;
         const SmallBoard board = SmallBoard::Of(id_, side, *position);
         if (!KingsOnLongDiagonal(board)) return;
         const std::size_t node = NodeOf(board);
-        if (node != index) Decide(side, index, Value(side, node));
+        if (node == index) return;
+        Decide(side, index, std::atomic_ref(s.value[node]).load(kRelaxed));
     }
 
-    /// From what is lost in `moves` to what is lost in one more. Whether there was anything.
+    /// From what is lost in `moves` to what is lost in one more. Whether anything was decided.
     bool Spread(int moves) {
-        const std::int8_t lost = NarrowValue(MatedIn(moves));
         const std::int8_t won = NarrowValue(MatesIn(moves + 1));
-        const std::int8_t lost_next = NarrowValue(MatedIn(moves + 1));
+        const std::int8_t lost = NarrowValue(MatedIn(moves + 1));
         std::atomic<bool> any = false;
-        ForAll([&](int side, std::size_t index) {
-            const Side& s = side_[static_cast<std::size_t>(side)];
-            if (Value(side, index) == lost) {
+        ForAllPieces([&](int side, std::size_t begin, std::size_t end) {
+            const auto win = [&](int of, std::size_t index) {
+                if (!Decide(of, index, won)) return;
+                SideAt(of).won.Add(index);
                 any.store(true, kRelaxed);
-                ForEachBefore(side, index, [&](int other, std::size_t before) {
-                    Decide(other, before, won);
-                });
-            }
-            if (s.change[index] == moves + 1) Decide(side, index, won);
+            };
+            Side& s = SideAt(side);
+            s.lost.Take(
+                begin, end, [&](std::size_t index) { ForEachBefore(side, index, win); });
+            if (moves + 1 > longest_change_.load(kRelaxed)) return;
+            ForEachOf(s.change, static_cast<std::int8_t>(moves + 1), begin, end,
+                      [&](std::size_t index) { win(side, index); });
         });
-        ForAll([&](int side, std::size_t index) {
-            if (Value(side, index) != won) return;
+        const auto lose = [&](int side, std::size_t index) {
+            if (!Decide(side, index, lost)) return;
+            if (lost == kBrokenEntry) too_long_.store(true, kRelaxed);
+            SideAt(side).lost.Add(index);
             any.store(true, kRelaxed);
-            ForEachBefore(side, index, [&](int other, std::size_t before) {
-                std::uint8_t& left = side_[FileSide(id_, other)].moves[before];
-                const std::atomic_ref<std::uint8_t> count(left);
-                if (count.load(kRelaxed) != kNeverLost) count.fetch_sub(1, kRelaxed);
+        };
+        // All moves lose when the last of those within the class does, or else the slowest of those
+        // that change the men; whichever comes later decides.
+        ForAllPieces([&](int side, std::size_t begin, std::size_t end) {
+            SideAt(side).won.Take(begin, end, [&](std::size_t index) {
+                ForEachBefore(side, index, [&](int of, std::size_t before) {
+                    Side& s = SideAt(of);
+                    const std::atomic_ref count(s.moves[before]);
+                    if (count.load(kRelaxed) == kNeverLost) return;
+                    if (count.fetch_sub(1, kRelaxed) != 1) return;
+                    const int change = s.change[before];
+                    if (change <= 0 && -change - 1 <= moves + 1) lose(of, before);
+                });
             });
         });
-        ForAll([&](int side, std::size_t index) {
-            const Side& s = side_[static_cast<std::size_t>(side)];
-            // All moves lose, the slowest of those that change the men within these moves too.
-            const int change = s.change[index];
-            if (s.moves[index] == 0 && change <= 0 && -change - 1 <= moves + 1) {
-                Decide(side, index, lost_next);
-            }
+        if (moves + 2 > longest_change_) return any;
+        ForAllPieces([&](int side, std::size_t begin, std::size_t end) {
+            Side& s = SideAt(side);
+            ForEachOf(s.change, static_cast<std::int8_t>(-(moves + 2)), begin, end,
+                      [&](std::size_t index) {
+                          if (s.moves[index] == 0) lose(side, index);
+                      });
         });
         return any;
     }
 
-    /// Calls visit(side, index) once for each position that has a move to this one.
+    /// Calls visit(side, index) for each position that has a move to this one, as often as its
+    /// moves within the class count this one.
     template <typename Visit>
     void ForEachBefore(int side, std::size_t index, Visit visit) {
         const SmallBoard board = SmallBoard::Of(id_, side, *PositionAt(id_, side, index));
+        const int other = static_cast<int>(FileSide(id_, 1 - side));
+        if (!CanHaveImages(board.side[board.to_move].king)) {
+            ForEachPredecessor(board,
+                               [&](const SmallBoard& before) { visit(other, NodeOf(before)); });
+            return;
+        }
         std::array<std::size_t, 512> found;
         std::size_t count = 0;
         ForEachPredecessor(board,
                            [&](const SmallBoard& before) { found[count++] = NodeOf(before); });
-        std::sort(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(count));
-        const auto end =
-            std::unique(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(count));
-        const int other = static_cast<int>(FileSide(id_, 1 - side));
-        for (auto before = found.begin(); before != end; ++before) visit(other, *before);
+        count = RemoveRepeated(std::span(found).first(count));
+        for (std::size_t i = 0; i < count; ++i) visit(other, found[i]);
     }
 
     int id_;
     const TableSet& tables_;
+    unsigned threads_;
     int sides_ = 2;
     bool has_pawns_ = false;
     std::array<Side, 2> side_;
     std::atomic<int> longest_change_ = 0;
+    std::atomic<bool> damaged_ = false;   ///< a move leads to an unknown value
+    std::atomic<bool> too_long_ = false;  ///< a loss that a byte cannot hold
 };
 
 }  // namespace
@@ -306,8 +421,9 @@ std::vector<int> InOrderOfNeed(std::span<const int> class_ids) {
 
 ClassEntries Generate(int class_id,
                       const TableSet& tables,
-                      const std::function<void(double)>& tell) {
-    return Generation(class_id, tables).Run(tell);
+                      const std::function<void(double)>& tell,
+                      unsigned threads) {
+    return Generation(class_id, tables, threads).Run(tell);
 }
 
 }  // namespace torval

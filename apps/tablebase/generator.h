@@ -4,8 +4,12 @@
 //          positions that are lost in k make those before them won in k + 1, and a position all of
 //          whose moves lead to won ones is lost. Moves that change the men are looked up in the
 //          classes that they lead to, which are made first.
-// Memory   three bytes for each position of the class at work, one for each that is kept.
-// Thread   the calling thread and one more; the result does not depend on how they share the work.
+// Work     what was decided last is kept as a set, so that each position is followed backwards once.
+// Memory   three bytes and a quarter for each position of the class at work, one for each that is
+//          kept.
+// Errors   InputError when a class below knows no value that is needed, or a mate is too long for
+//          entries of one byte.
+// Thread   the calling thread and others; the result does not depend on how they share the work.
 #pragma once
 
 #include <array>
@@ -51,6 +55,7 @@ std::vector<int> InOrderOfNeed(std::span<const int> class_ids);
 /// Makes a class whose ClassesBelow are all in the set. `tell` hears of the progress, 0 to 1.
 ClassEntries Generate(int class_id,
                       const TableSet& tables,
-                      const std::function<void(double)>& tell);
+                      const std::function<void(double)>& tell,
+                      unsigned threads = 2);
 
 }  // namespace torval
