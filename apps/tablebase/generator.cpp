@@ -54,7 +54,8 @@ bool KingsOnLongDiagonal(const SmallBoard& board) {
 /// Sorts, and leaves each one once; how many are left.
 std::size_t RemoveRepeated(std::span<std::size_t> indices) {
     std::ranges::sort(indices);
-    return indices.size() - std::ranges::unique(indices).size();
+    const auto end = std::unique(indices.begin(), indices.end());
+    return static_cast<std::size_t>(end - indices.begin());
 }
 
 /// Calls work(begin, end) on pieces of 0 to count, on `threads` threads. Pieces begin at multiples of
@@ -181,9 +182,9 @@ private:
     template <typename Work>
     void ForAllPieces(Work work) {
         for (int side = 0; side < sides_; ++side) {
-            InPieces(SideAt(side).value.size(),
-                     threads_,
-                     [&](std::size_t begin, std::size_t end) { work(side, begin, end); });
+            InPieces(SideAt(side).value.size(), threads_, [&](std::size_t begin, std::size_t end) {
+                work(side, begin, end);
+            });
         }
     }
 
@@ -270,7 +271,8 @@ private:
         }
         const int depth = std::abs(change);
         int longest = longest_change_.load(kRelaxed);
-        while (depth > longest && !longest_change_.compare_exchange_weak(longest, depth, kRelaxed)) {
+        while (depth > longest &&
+               !longest_change_.compare_exchange_weak(longest, depth, kRelaxed)) {
         }
     }
 
@@ -298,11 +300,12 @@ private:
                 any.store(true, kRelaxed);
             };
             Side& s = SideAt(side);
-            s.lost.Take(
-                begin, end, [&](std::size_t index) { ForEachBefore(side, index, win); });
+            s.lost.Take(begin, end, [&](std::size_t index) { ForEachBefore(side, index, win); });
             if (moves + 1 > longest_change_.load(kRelaxed)) return;
-            ForEachOf(s.change, static_cast<std::int8_t>(moves + 1), begin, end,
-                      [&](std::size_t index) { win(side, index); });
+            ForEachOf(
+                s.change, static_cast<std::int8_t>(moves + 1), begin, end, [&](std::size_t index) {
+                    win(side, index);
+                });
         });
         const auto lose = [&](int side, std::size_t index) {
             if (!Decide(side, index, lost)) return;
@@ -327,7 +330,10 @@ private:
         if (moves + 2 > longest_change_) return any;
         ForAllPieces([&](int side, std::size_t begin, std::size_t end) {
             Side& s = SideAt(side);
-            ForEachOf(s.change, static_cast<std::int8_t>(-(moves + 2)), begin, end,
+            ForEachOf(s.change,
+                      static_cast<std::int8_t>(-(moves + 2)),
+                      begin,
+                      end,
                       [&](std::size_t index) {
                           if (s.moves[index] == 0) lose(side, index);
                       });

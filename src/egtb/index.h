@@ -8,7 +8,7 @@
 //          the defender's men follow as digits over the squares that are left. Identical men are
 //          numbered as combinations. Positions in which a pawn can be taken en passant form a
 //          range of their own behind all others.
-// Owner    index.cpp. BuildIndexTables fills the tables once; they are constant afterwards.
+// Owner    numbering.cpp. BuildIndexTables fills the tables once; they are constant afterwards.
 // Thread   any, behind BuildIndexTables.
 #pragma once
 
