@@ -197,13 +197,7 @@ private:
     }
 
     std::size_t IndexIn(const SmallBoard& board) const {
-        ClassPosition position;
-        for (std::size_t of = 0; of < 2; ++of) {
-            position.king[of] = board.side[of].king;
-            position.men[of] = board.side[of].square;
-        }
-        position.en_passant = board.en_passant;
-        const auto index = IndexOf(id_, board.to_move, position);
+        const auto index = IndexOf(id_, board.to_move, board.Placed());
         if (!index) throw std::logic_error("a legal position has no index");
         return static_cast<std::size_t>(*index);
     }
@@ -382,10 +376,16 @@ TablebaseValue TableSet::ValueOf(const SmallBoard& board) const {
     ClassPosition position;
     int side = 0;
     const int id = std::abs(board.Classify(&position, &side));
-    if (id == 0) return kDrawValue;
-    const auto index = IndexOf(id, side, position);
+    return id == 0 ? kDrawValue : ValueAt(id, side, position);
+}
+
+TablebaseValue TableSet::ValueAt(int class_id, int side, const ClassPosition& position) const {
+    const auto index = IndexOf(class_id, side, position);
     if (!index) return kUnknownValue;
-    return WidenEntry(Of(id).side[FileSide(id, side)][static_cast<std::size_t>(*index)]);
+    const auto& entries = Of(class_id).side[FileSide(class_id, side)];
+    // A file stops behind its last legal position.
+    return *index < entries.size() ? WidenEntry(entries[static_cast<std::size_t>(*index)])
+                                   : kUnknownValue;
 }
 
 std::vector<int> ClassesBelow(int class_id) {

@@ -42,6 +42,9 @@ public:
     /// The value of a legal position whose class is in the set. Bare kings are a draw.
     TablebaseValue ValueOf(const SmallBoard& board) const;
 
+    /// The same for a position of a class in the set; unknown where it has no entry.
+    TablebaseValue ValueAt(int class_id, int side, const ClassPosition& position) const;
+
 private:
     std::array<std::unique_ptr<ClassEntries>, kClasses> tables_;
 };

@@ -34,15 +34,26 @@ Bitboard SmallBoard::Occupied(unsigned of) const {
 
 bool SmallBoard::InCheck(unsigned of) const {
     const Men& enemy = side[1 - of];
-    const Bitboard king = BitAt(side[of].king);
-    if (kKingAttacks[side[of].king] & BitAt(enemy.king)) return true;
-    const Bitboard occupied = Occupied();
+    const unsigned king = side[of].king;
+    if (kKingAttacks[king] & BitAt(enemy.king)) return true;
     for (std::uint8_t i = 0; i < enemy.count; ++i) {
-        const Bitboard attacks =
-            enemy.type[i] == Pawn
-                ? small_board::PawnTakes(1 - of, enemy.square[i])
-                : small_board::PieceTargets(enemy.type[i], enemy.square[i], occupied);
-        if (attacks & king) return true;
+        const unsigned from = enemy.square[i];
+        const unsigned type = enemy.type[i];
+        if (type == Pawn) {
+            if (small_board::PawnTakes(1 - of, static_cast<int>(from)) & BitAt(side[of].king)) {
+                return true;
+            }
+            continue;
+        }
+        if (type == Knight) {
+            if (kKnightAttacks[king] & BitAt(enemy.square[i])) return true;
+            continue;
+        }
+        const auto& lines = kSquareLines[from];
+        const bool in_reach =
+            (type != Rook && ((lines.diagonal | lines.anti_diagonal) & BitAt(side[of].king))) ||
+            (type != Bishop && (((from ^ king) & 7) == 0 || ((from ^ king) & 56) == 0));
+        if (in_reach && (kBetween[from][king] & Occupied()) == 0) return true;
     }
     return false;
 }

@@ -28,6 +28,14 @@ struct SmallBoard {
     /// The position of a class with one side to move.
     static SmallBoard Of(int class_id, int to_move, const ClassPosition& position);
 
+    /// Back to a position of the class that Of was given. The men are still those of the class, as
+    /// no move without capture or promotion changes their order.
+    ClassPosition Placed() const {
+        return {.king = {side[0].king, side[1].king},
+                .men = {side[0].square, side[1].square},
+                .en_passant = en_passant};
+    }
+
     Bitboard Occupied(unsigned of) const;
     Bitboard Occupied() const { return Occupied(0) | Occupied(1); }
     bool InCheck(unsigned of) const;

@@ -33,11 +33,13 @@ void LoadClass(int class_id, const std::string& directory, TableSet* tables) {
 }
 
 /// The value that a position's moves give it.
-TablebaseValue ValueByMoves(const SmallBoard& board, const TableSet& tables) {
+TablebaseValue ValueByMoves(int class_id, const SmallBoard& board, const TableSet& tables) {
     int best = INT_MIN;
     bool unknown = false;
-    ForEachMove(board, [&](const SmallMove&, const SmallBoard& after) {
-        const TablebaseValue value = ValueBefore(tables.ValueOf(after));
+    ForEachMove(board, [&](const SmallMove& move, const SmallBoard& after) {
+        const TablebaseValue value =
+            ValueBefore(move.changes_men ? tables.ValueOf(after)
+                                         : tables.ValueAt(class_id, after.to_move, after.Placed()));
         if (value == kUnknownValue) unknown = true;
         best = std::max<int>(best, value);
     });
@@ -69,7 +71,7 @@ Disagreement FindFirst(const TableFile& file,
                 if (!position || !IsLegal(file.class_id, file.side, *position)) continue;
                 const SmallBoard board = SmallBoard::Of(file.class_id, file.side, *position);
                 const TablebaseValue stored = WidenEntry(entries[i]);
-                const TablebaseValue expected = ValueByMoves(board, tables);
+                const TablebaseValue expected = ValueByMoves(file.class_id, board, tables);
                 if (stored == expected && stored != kUnknownValue) continue;
                 const std::scoped_lock lock(mutex);
                 found = true;

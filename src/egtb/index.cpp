@@ -12,6 +12,11 @@ namespace {
 
 /// The number of a set of places; sorts them. `Choose` of the places from the highest down.
 std::uint32_t RankOfSet(std::span<unsigned> places) {
+    if (places.size() == 1) return places[0];
+    if (places.size() == 2) {
+        const auto [low, high] = std::minmax(places[0], places[1]);
+        return low + Choose(high, 2);
+    }
     std::ranges::sort(places);
     std::uint32_t rank = 0;
     for (unsigned i = 0; i < places.size(); ++i) rank += Choose(places[i], i + 1);
@@ -22,35 +27,45 @@ std::uint32_t RankOfSet(std::span<unsigned> places) {
 struct Reduced {
     unsigned attacker;
     unsigned defender;
-    std::array<std::array<std::uint8_t, kMostMen>, 2> men;
+    std::uint64_t men;  ///< a byte for each, the first side's in the lower half
     unsigned en_passant;
+
+    unsigned Man(unsigned side, unsigned i) const {
+        return static_cast<unsigned>(men >> (side * 32 + i * 8)) & 63;
+    }
 };
 
-unsigned MirrorInDiagonal(unsigned square) { return square >> 3 | (square & 7) << 3; }
+constexpr std::uint64_t kEachByte = 0x0101010101010101;
 
+/// Swaps file and rank of the squares in all bytes.
+constexpr std::uint64_t MirrorInDiagonal(std::uint64_t squares) {
+    return (squares >> 3 & kEachByte * 7) | (squares & kEachByte * 7) << 3;
+}
+static_assert(MirrorInDiagonal(0x0700'0000'0000'0038) == 0x3800'0000'0000'0007);
+
+/// All bytes of the squares at once: index functions are most of the time in which tables are made.
 Reduced Reduce(const Scheme& scheme, const ClassPosition& given) {
     Reduced to = {.attacker = given.king[scheme.attacker],
                   .defender = given.king[1 - scheme.attacker],
-                  .men = given.men,
+                  .men = 0,
                   .en_passant = static_cast<unsigned>(given.en_passant)};
+    for (unsigned i = 0; i < 2 * kMostMen; ++i) {
+        to.men |= std::uint64_t{given.men[i / kMostMen][i % kMostMen]} << (8 * i);
+    }
     unsigned mask = File(to.attacker) > 3 ? kMirrorFiles : 0;
     if (!scheme.pawns && Rank(to.attacker) > 3) mask |= kMirrorRanks;
     to.attacker ^= mask;
     to.defender ^= mask;
     to.en_passant ^= mask;
+    to.men ^= kEachByte * mask;
     const bool diagonal =
         !scheme.pawns &&
         (Rank(to.attacker) > File(to.attacker) ||
          (Rank(to.attacker) == File(to.attacker) && Rank(to.defender) > File(to.defender)));
     if (diagonal) {
-        to.attacker = MirrorInDiagonal(to.attacker);
-        to.defender = MirrorInDiagonal(to.defender);
-    }
-    for (auto& side : to.men) {
-        for (std::uint8_t& square : side) {
-            const unsigned turned = square ^ mask;
-            square = static_cast<std::uint8_t>(diagonal ? MirrorInDiagonal(turned) : turned);
-        }
+        to.attacker = static_cast<unsigned>(MirrorInDiagonal(to.attacker));
+        to.defender = static_cast<unsigned>(MirrorInDiagonal(to.defender));
+        to.men = MirrorInDiagonal(to.men);
     }
     return to;
 }
@@ -64,7 +79,7 @@ std::uint64_t SquaresOf(const Reduced& reduced,
     for (const Run& run : runs) {
         if ((run.type == Pawn) != pawns) continue;
         for (unsigned i = 0; i < run.count; ++i) {
-            squares |= BitOf(reduced.men[side][run.first + i]);
+            squares |= BitOf(reduced.Man(side, run.first + i));
         }
     }
     return squares;
@@ -77,7 +92,7 @@ bool IsPlaced(const Scheme& scheme, const Reduced& reduced) {
     const auto place = [&](unsigned side, std::span<const Run> runs) {
         for (const Run& run : runs) {
             for (unsigned i = 0; i < run.count; ++i) {
-                const unsigned square = reduced.men[side][run.first + i];
+                const unsigned square = reduced.Man(side, run.first + i);
                 if (run.type == Pawn && !CanHoldPawn(square)) return false;
                 taken |= BitOf(square);
                 ++men;
@@ -99,8 +114,7 @@ std::optional<std::uint32_t> GroupNumber(const Scheme& scheme, const Reduced& re
         const std::uint8_t of_king = ordinal[kings.attacker];
         std::array<unsigned, kMostMen> places;
         for (unsigned i = 0; i < run.count; ++i) {
-            const unsigned square =
-                unsigned{reduced.men[scheme.group_side][run.first + i]} ^ scheme.turn;
+            const unsigned square = reduced.Man(scheme.group_side, run.first + i) ^ scheme.turn;
             const std::uint8_t place = ordinal[square];
             if (place == kNotAllowed) return std::nullopt;
             places[i] = place - (of_king != kNotAllowed && place > of_king ? 1U : 0U);
@@ -115,10 +129,12 @@ std::uint64_t DefenderDigits(const Scheme& scheme, const Reduced& reduced) {
     const unsigned side = 1 - scheme.attacker;
     const auto group = scheme.group.All();
     const auto defenders = scheme.defenders.All();
-    std::uint64_t pawns = SquaresOf(reduced, scheme.group_side, group, true);
+    if (defenders.empty()) return 0;
+    std::uint64_t pawns = scheme.pawns ? SquaresOf(reduced, scheme.group_side, group, true) : 0;
     std::uint64_t pieces = SquaresOf(reduced, scheme.group_side, group, false) |
                            BitOf(reduced.attacker) | BitOf(reduced.defender);
-    const std::uint64_t all_pawns = pawns | SquaresOf(reduced, side, defenders, true);
+    const std::uint64_t all_pawns =
+        pawns | (scheme.pawns ? SquaresOf(reduced, side, defenders, true) : 0);
     pieces |= all_pawns;
     std::uint64_t number = 0;
     for (const Run& run : defenders) {
@@ -128,7 +144,7 @@ std::uint64_t DefenderDigits(const Scheme& scheme, const Reduced& reduced) {
         const auto before = static_cast<unsigned>(std::popcount(placed));
         std::array<unsigned, kMostMen> places;
         for (unsigned i = 0; i < run.count; ++i) {
-            const unsigned square = reduced.men[side][run.first + i];
+            const unsigned square = reduced.Man(side, run.first + i);
             places[i] = square - (is_pawn ? 8 : 0) - Below(placed, square);
             (is_pawn ? pawns : pieces) |= BitOf(square);
         }
@@ -169,7 +185,7 @@ std::optional<std::uint64_t> EnPassantNumber(const Scheme& scheme, const Reduced
     const auto place_rest = [&](unsigned side, std::span<const Run> runs) {
         for (const Run& run : runs) {
             for (unsigned i = 0; i < run.count; ++i) {
-                const unsigned square = reduced.men[side][run.first + i];
+                const unsigned square = reduced.Man(side, run.first + i);
                 if (square == capture->pawn || square == capture->stepped) continue;
                 if (excluded & BitOf(square)) return false;
                 const std::uint64_t kings = BitOf(reduced.attacker) | BitOf(reduced.defender);
