@@ -58,20 +58,20 @@ std::size_t RemoveRepeated(std::span<std::size_t> indices) {
     return static_cast<std::size_t>(end - indices.begin());
 }
 
-/// Calls work(begin, end) on pieces of 0 to count, on `threads` threads. Pieces begin at multiples of
-/// kPiece, and no two calls have the same one.
 constexpr std::size_t kPiece = 4096;
 
+/// Calls work(begin, end) on pieces of what lies from first, a multiple of kPiece, to last, on
+/// `threads` threads. Pieces begin at multiples of kPiece, and no two calls have the same one.
 template <typename Work>
-void InPieces(std::size_t count, unsigned threads, Work work) {
-    std::atomic<std::size_t> next = 0;
+void InPieces(std::size_t first, std::size_t last, unsigned threads, Work work) {
+    std::atomic<std::size_t> next = first;
     const auto share = [&] {
-        for (std::size_t begin; (begin = next.fetch_add(kPiece, kRelaxed)) < count;) {
-            work(begin, std::min(begin + kPiece, count));
+        for (std::size_t begin; (begin = next.fetch_add(kPiece, kRelaxed)) < last;) {
+            work(begin, std::min(begin + kPiece, last));
         }
     };
     std::vector<std::jthread> others;
-    for (unsigned i = 1; i < threads && i * kPiece < count; ++i) others.emplace_back(share);
+    for (unsigned i = 1; i < threads && first + i * kPiece < last; ++i) others.emplace_back(share);
     share();
 }
 
@@ -139,11 +139,8 @@ public:
     }
 
     ClassEntries Run(const std::function<void(double)>& tell) {
-        ForAllPieces([this](int side, std::size_t begin, std::size_t end) {
-            for (std::size_t i = begin; i < end; ++i) Prepare(side, i);
-        });
+        PrepareAll(tell);
         if (damaged_) throw InputError(Name() + " leads to positions that no class below it knows");
-        tell(0.5);
         for (int moves = 0; Spread(moves) || moves < longest_change_; ++moves) {
             if (too_long_) {
                 throw InputError(Name() + " has mates too long for entries of one byte");
@@ -182,9 +179,28 @@ private:
     template <typename Work>
     void ForAllPieces(Work work) {
         for (int side = 0; side < sides_; ++side) {
-            InPieces(SideAt(side).value.size(), threads_, [&](std::size_t begin, std::size_t end) {
-                work(side, begin, end);
-            });
+            InPieces(
+                0, SideAt(side).value.size(), threads_, [&](std::size_t begin, std::size_t end) {
+                    work(side, begin, end);
+                });
+        }
+    }
+
+    /// This is half of the work, so it tells of its progress in steps.
+    void PrepareAll(const std::function<void(double)>& tell) {
+        constexpr std::size_t kStep = 512 * kPiece;
+        const double total = static_cast<double>(side_[0].value.size() + side_[1].value.size());
+        std::size_t done = 0;
+        for (int side = 0; side < sides_; ++side) {
+            const std::size_t count = SideAt(side).value.size();
+            for (std::size_t first = 0; first < count; first += kStep) {
+                const std::size_t last = std::min(first + kStep, count);
+                InPieces(first, last, threads_, [&](std::size_t begin, std::size_t end) {
+                    for (std::size_t i = begin; i < end; ++i) Prepare(side, i);
+                });
+                done += last - first;
+                tell(0.5 * static_cast<double>(done) / total);
+            }
         }
     }
 
@@ -372,6 +388,14 @@ void TableSet::Put(int class_id, ClassEntries entries) {
         std::make_unique<ClassEntries>(std::move(entries));
 }
 
+void TableSet::Keep(std::span<const int> class_ids) {
+    for (std::size_t id = 0; id < tables_.size(); ++id) {
+        if (std::ranges::find(class_ids, static_cast<int>(id)) == class_ids.end()) {
+            tables_[id].reset();
+        }
+    }
+}
+
 TablebaseValue TableSet::ValueOf(const SmallBoard& board) const {
     ClassPosition position;
     int side = 0;
@@ -423,6 +447,17 @@ std::vector<int> InOrderOfNeed(std::span<const int> class_ids) {
     };
     for (const int id : class_ids) visit(id);
     return order;
+}
+
+std::uint64_t PositionsOf(int class_id) {
+    const bool symmetric = kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric();
+    return IndexCount(class_id, 0) + (symmetric ? 0 : IndexCount(class_id, 1));
+}
+
+std::uint64_t MemoryNeeded(int class_id) {
+    std::uint64_t bytes = PositionsOf(class_id) * 13 / 4;
+    for (const int below : ClassesBelow(class_id)) bytes += PositionsOf(below);
+    return bytes;
 }
 
 ClassEntries Generate(int class_id,

@@ -37,7 +37,8 @@ public:
     const ClassEntries& Of(int class_id) const {
         return *tables_[static_cast<std::size_t>(class_id)];
     }
-    void Drop(int class_id) { tables_[static_cast<std::size_t>(class_id)].reset(); }
+    /// Forgets all but these.
+    void Keep(std::span<const int> class_ids);
 
     /// The value of a legal position whose class is in the set. Bare kings are a draw.
     TablebaseValue ValueOf(const SmallBoard& board) const;
@@ -54,6 +55,9 @@ std::vector<int> ClassesBelow(int class_id);
 
 /// These classes and all that they need, each behind those that it needs.
 std::vector<int> InOrderOfNeed(std::span<const int> class_ids);
+
+/// Bytes for making a class, those of the classes below it included. Behind BuildIndexTables.
+std::uint64_t MemoryNeeded(int class_id);
 
 /// Makes a class whose ClassesBelow are all in the set. `tell` hears of the progress, 0 to 1.
 ClassEntries Generate(int class_id,

@@ -2,13 +2,13 @@
 #include <chrono>
 #include <filesystem>
 #include <iomanip>
-#include <set>
 #include <sstream>
 
 #include "apps/progress.h"
 #include "apps/replace_file.h"
 #include "apps/tablebase/compress.h"
 #include "apps/tablebase/generator.h"
+#include "apps/tablebase/memory.h"
 #include "apps/tablebase/table_file.h"
 #include "apps/tablebase/tb_commands.h"
 #include "apps/text.h"
@@ -21,6 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kStepsOfAClass = 20;
+constexpr std::uint64_t kMegabyte = 1 << 20;
 
 std::vector<int> WantedClasses(const MakeTablesOptions& options) {
     std::vector<int> wanted;
@@ -68,15 +69,38 @@ std::uint64_t Write(int class_id, const ClassEntries& entries, const MakeTablesO
     return written;
 }
 
-/// Drops the classes that none of those still to be made needs.
-void DropUnneeded(const std::vector<int>& order, std::size_t done, TableSet* tables) {
-    std::set<int> needed;
-    for (std::size_t i = done; i < order.size(); ++i) {
-        const std::vector<int> below = ClassesBelow(order[i]);
-        needed.insert(below.begin(), below.end());
+/// Says before the work begins when the memory is not enough for it.
+void RequireMemory(int class_id, const MakeTablesOptions& options) {
+    const std::uint64_t needed = MemoryNeeded(class_id);
+    const auto limit =
+        options.memory_mb > 0 ? std::optional(options.memory_mb * kMegabyte) : AvailableMemory();
+    if (!limit || needed <= *limit) return;
+    const auto megabytes = [](std::uint64_t bytes) {
+        return std::to_string((bytes + kMegabyte - 1) / kMegabyte) + " MB";
+    };
+    throw InputError(
+        "making " + std::string(kTablebaseClasses[static_cast<std::size_t>(class_id)].Name()) +
+        " takes " + megabytes(needed) + " of memory, and there are " + megabytes(*limit));
+}
+
+bool HasFiles(int class_id, const std::string& directory) {
+    for (int side = 0; side < SidesOf(class_id); ++side) {
+        if (!FindTableFile({directory}, class_id, side)) return false;
     }
-    for (std::size_t i = 0; i < done; ++i) {
-        if (!needed.contains(order[i])) tables->Drop(order[i]);
+    return true;
+}
+
+/// Has the classes below one in the set, and no others.
+void LoadBelow(int class_id, const std::string& directory, TableSet* tables) {
+    const std::vector<int> below = ClassesBelow(class_id);
+    tables->Keep(below);
+    for (const int id : below) {
+        if (tables->Has(id)) continue;
+        auto loaded = Load(id, directory);
+        if (!loaded) {
+            throw InputError("what was made in " + Quote(directory) + " has been changed since");
+        }
+        tables->Put(id, std::move(*loaded));
     }
 }
 
@@ -89,6 +113,9 @@ void MakeTables(const MakeTablesOptions& options, Console& console) {
     std::filesystem::create_directories(options.out, error);
     if (!std::filesystem::is_directory(options.out)) {
         throw InputError("--out: " + Quote(options.out) + " is no directory");
+    }
+    for (const int id : order) {
+        if (!HasFiles(id, options.out)) RequireMemory(id, options);
     }
     TableSet tables;
     ProgressBar bar(console, order.size() * kStepsOfAClass);
@@ -108,6 +135,8 @@ void MakeTables(const MakeTablesOptions& options, Console& console) {
             tables.Put(id, std::move(*loaded));
             line << name << ": there already";
         } else {
+            RequireMemory(id, options);
+            LoadBelow(id, options.out, &tables);
             tables.Put(id, Generate(id, tables, tell));
             const std::uint64_t written = Write(id, tables.Of(id), options);
             const std::chrono::duration<double> seconds = Clock::now() - start;
@@ -117,7 +146,8 @@ void MakeTables(const MakeTablesOptions& options, Console& console) {
         tell(1);
         bar.Clear();
         console.out << line.str() << std::endl;
-        DropUnneeded(order, i + 1, &tables);
+        // What the next one needs stays; the rest would be read again.
+        if (i + 1 < order.size()) tables.Keep(ClassesBelow(order[i + 1]));
     }
 }
 

@@ -21,7 +21,21 @@ void AddMake(CLI::App* tb, Console& console) {
         ->type_name("DIR")
         ->capture_default_str();
     command->add_flag("--compress", options->compress, "write the compressed form, NAME.emd");
+    command->add_option("--memory", options->memory_mb, "how much to use at most, in megabytes")
+        ->check(CLI::Range(1, 1 << 20))
+        ->type_name("MB");
     command->callback([options, &console] { MakeTables(*options, console); });
+}
+
+void AddVerify(CLI::App* tb, Console& console) {
+    const auto options = std::make_shared<VerifyTablesOptions>();
+    CLI::App* const command =
+        tb->add_subcommand("verify", "Compare every value with those that its moves lead to");
+    command->add_option("FILE", options->files, "one or more")->required()->type_name("");
+    command->add_option("--every", options->every, "only one entry in so many, for large classes")
+        ->check(CLI::Range(1, 1 << 30))
+        ->type_name("N");
+    command->callback([options, &console] { VerifyTables(*options, console); });
 }
 
 using FileFunction = void (*)(const std::string& file, Console& console);
@@ -88,12 +102,7 @@ void AddTablebaseCommand(Subcommand application, Console& console) {
     AddMake(tb, console);
     AddFile(tb, console, "pack", "Write the compressed form beside a file", PackTable);
     AddFile(tb, console, "unpack", "Write the uncompressed form beside a file", UnpackTable);
-    AddFiles(tb,
-             console,
-             "verify",
-             "Compare every value with those that its moves lead to",
-             "FILE",
-             VerifyTables);
+    AddVerify(tb, console);
     AddFiles(tb,
              console,
              "check",

@@ -5,6 +5,8 @@
 // Thread   the calling one; making and verifying use one more.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,7 @@ struct MakeTablesOptions {
     int men = 0;  ///< all classes of three to so many men, 0 for none
     std::string out = ".";
     bool compress = false;
+    std::uint64_t memory_mb = 0;  ///< what may be used, 0 for what the machine has to spare
 };
 
 /// Makes classes and all that they need. What is there already and sound is read instead.
@@ -26,8 +29,13 @@ void MakeTables(const MakeTablesOptions& options, Console& console);
 void PackTable(const std::string& file, Console& console);
 void UnpackTable(const std::string& file, Console& console);
 
-/// Compares every value with those that its moves lead to.
-void VerifyTables(const std::vector<std::string>& files, Console& console);
+struct VerifyTablesOptions {
+    std::vector<std::string> files;
+    std::size_t every = 1;  ///< which entries: each one, or each so manieth
+};
+
+/// Compares values with those that their moves lead to.
+void VerifyTables(const VerifyTablesOptions& options, Console& console);
 
 /// The value of a position and of what each of its moves leads to.
 void ProbePosition(const std::string& fen, const std::string& paths, Console& console);
