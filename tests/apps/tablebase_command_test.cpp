@@ -111,6 +111,8 @@ TEST_F(TablebaseCommand, VerifiesEveryValue) {
     EXPECT_THAT(bad.out,
                 HasSubstr("entry 5000, 2k5/8/8/4R3/8/8/8/1K6 w - - 0 1 has mate in 15, "
                           "its moves give mate in 12"));
+    EXPECT_EQ(Torval({"tb", "verify", "--every", "10", File("krk.nbw")}).code, 1);
+    EXPECT_EQ(Torval({"tb", "verify", "--every", "7", File("krk.nbw")}).code, 0);
     fs::remove(File("kqk.nbb"));
     EXPECT_THAT(Torval({"tb", "verify", File("kpk.nbw")}).err, HasSubstr("needs kqk.nbb"));
 }
@@ -178,6 +180,7 @@ TEST_F(TablebaseCommand, RefusesWhatItCannotDo) {
              Case{{"tb", "make"}, "neither a class nor --men"},
              Case{{"tb", "make", "kkq"}, "there is no class 'kkq'"},
              Case{{"tb", "make", "kqqkqq"}, "six men are too large"},
+             Case{{"tb", "make", "krrkr", "--memory", "300"}, "takes 302 MB of memory"},
              Case{{"tb", "make", "krk", "--out", File("krk.nbw")}, "is no directory"},
              Case{{"tb", "pack", File("krk.nbb.emd")}, "is compressed already"},
              Case{{"tb", "unpack", File("krk.nbb")}, "is not compressed"},

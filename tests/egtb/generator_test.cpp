@@ -1,15 +1,20 @@
 // Tables made from the rules, against files and values made independently, and against known mates.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
 #include <fstream>
-#include <numeric>
-#include <sstream>
+#include <random>
 
+#include "apps/console.h"
 #include "apps/fen.h"
 #include "apps/tablebase/generator.h"
 #include "apps/tablebase/table_file.h"
 #include "egtb/lengths.h"
+#include "support/made_tables.h"
+#include "support/slow_chess.h"
 
 namespace torval {
 
@@ -42,14 +47,9 @@ SmallBoard ReadBoard(const std::string& fen) {
     return board;
 }
 
-/// Classes up to but not including one, made in the order in which they need each other.
-void MakeClasses(int end, TableSet* tables) {
-    BuildIndexTables();
-    std::vector<int> ids(static_cast<std::size_t>(end - 1));
-    std::iota(ids.begin(), ids.end(), 1);
-    for (const int id : InOrderOfNeed(ids)) {
-        tables->Put(id, Generate(id, *tables, [](double) {}));
-    }
+const TableSet& ThreeMen() {
+    static const TableSet tables = MakeClassesBefore(kFirstFourMen);
+    return tables;
 }
 
 /// Compares every value of the list whose position has at most so many men.
@@ -100,9 +100,55 @@ void ExpectConsistent(const TableSet& tables, int id) {
     }
 }
 
+bool MatesWithin(const slow::Chess& chess, int moves);
+
+/// Whether the side to move is mated within so many moves whatever it plays.
+bool IsMatedWithin(const slow::Chess& chess, int moves) {
+    const auto replies = chess.LegalMoves();
+    if (replies.empty()) return chess.InCheck(chess.white_to_move);
+    return moves > 0 && std::ranges::all_of(replies, [&](const slow::Move& move) {
+               slow::Chess after = chess;
+               after.Play(move);
+               return MatesWithin(after, moves);
+           });
+}
+
+bool MatesWithin(const slow::Chess& chess, int moves) {
+    return moves > 0 && std::ranges::any_of(chess.LegalMoves(), [&](const slow::Move& move) {
+               slow::Chess after = chess;
+               after.Play(move);
+               return IsMatedWithin(after, moves - 1);
+           });
+}
+
+/// Compares values of random positions with a search of all moves by other rules: `count` positions
+/// of each side of a class, half of them near mate where there are such.
+void ExpectMatesOfPlainSearch(const TableSet& tables, int id, int count, int depth) {
+    std::mt19937 random(static_cast<unsigned>(id));
+    for (int side = 0; side < SidesOf(id); ++side) {
+        const auto& entries = tables.Of(id).side[static_cast<std::size_t>(side)];
+        for (int left = count, tries = 0; left > 0; ++tries) {
+            const std::size_t index = random() % entries.size();
+            if (entries[index] == kBrokenEntry) continue;
+            const TablebaseValue value = WidenEntry(entries[index]);
+            const bool near = value >= MatesIn(depth) || value <= MatedIn(depth - 1);
+            constexpr int kPatience = 1000;
+            if (!near && left % 2 == 0 && tries < kPatience) continue;
+            --left;
+            tries = 0;
+            const std::string fen = FenOf(SmallBoard::Of(id, side, *PositionAt(id, side, index)));
+            const slow::Chess chess(fen);
+            for (int moves = 0; moves <= depth; ++moves) {
+                EXPECT_EQ(MatesWithin(chess, moves), value >= MatesIn(moves)) << fen << moves;
+                if (moves == depth) break;
+                EXPECT_EQ(IsMatedWithin(chess, moves), value <= MatedIn(moves)) << fen << moves;
+            }
+        }
+    }
+}
+
 TEST(Generator, ThreeMenEqualOtherMakersFiles) {
-    TableSet tables;
-    MakeClasses(kFirstFourMen, &tables);
+    const TableSet& tables = ThreeMen();
     const auto expect_equal = [&](const char* name, std::size_t side, const char* file) {
         const auto expected = ReadEntries(file);
         auto made = tables.Of(FindClass(name)).side[side];
@@ -115,31 +161,71 @@ TEST(Generator, ThreeMenEqualOtherMakersFiles) {
     EXPECT_EQ(LongestMate(tables, "kqk"), 10);
     EXPECT_EQ(LongestMate(tables, "krk"), 16);
     EXPECT_EQ(LongestMate(tables, "kpk"), 28);
-    for (int id = 1; id < kFirstFourMen; ++id) ExpectConsistent(tables, id);
+    for (int id = 1; id < kFirstFourMen; ++id) {
+        ExpectConsistent(tables, id);
+        ExpectMatesOfPlainSearch(tables, id, 10, 1);
+    }
+}
+
+TEST(Generator, DoesNotDependOnThreads) {
+    for (const char* const name : {"kpk", "krk"}) {
+        const int id = FindClass(name);
+        for (const unsigned threads : {1U, 3U}) {
+            EXPECT_EQ(Generate(
+                          id, ThreeMen(), [](double) {}, threads)
+                          .side,
+                      ThreeMen().Of(id).side);
+        }
+    }
+}
+
+TEST(Generator, RefusesWhatNoByteHoldsAndWhatNobodyKnows) {
+    struct Case {
+        std::int8_t lost;  // in place of what a lone king loses
+        const char* message;
+    };
+    for (const Case& c : {Case{NarrowValue(MatedIn(126)), "too long for entries of one byte"},
+                          Case{kBrokenEntry, "no class below it knows"}}) {
+        TableSet tables;
+        for (const int id : ClassesBelow(FindClass("kpk"))) {
+            ClassEntries entries = ThreeMen().Of(id);
+            for (std::int8_t& entry : entries.side[1]) {
+                if (entry < 0) entry = c.lost;
+            }
+            tables.Put(id, std::move(entries));
+        }
+        try {
+            (void)Generate(FindClass("kpk"), tables, [](double) {});
+            ADD_FAILURE() << c.message;
+        } catch (const InputError& error) {
+            EXPECT_THAT(error.what(), testing::HasSubstr(c.message));
+        }
+    }
 }
 
 TEST(Generator, SlowFourMenHoldKnownFacts) {
-    TableSet tables;
-    MakeClasses(kFirstFiveMen, &tables);
+    const TableSet tables = MakeClassesBefore(kFirstFiveMen);
     ExpectListedValues(tables, 4, 250);
     struct Case {
         const char* name;
         int moves;
     };
-    for (const Case& c : {Case{"kbbk", 19},
-                          Case{"kbnk", 33},
-                          Case{"kqkr", 35},
-                          Case{"krkb", 29},
-                          Case{"krkn", 40},
-                          Case{"kqkb", 17},
-                          Case{"kqkn", 21},
-                          Case{"krkr", 19},
-                          Case{"kqkq", 13},
-                          Case{"kqqk", 4},
-                          Case{"krrk", 7}}) {
+    for (const Case& c : {
+             Case{"kpkp", 33}, Case{"knkp", 7},  Case{"knkn", 1},  Case{"kbkp", 1},
+             Case{"kbkn", 1},  Case{"kbkb", 1},  Case{"krkp", 26}, Case{"krkn", 40},
+             Case{"krkb", 29}, Case{"krkr", 19}, Case{"kqkp", 28}, Case{"kqkn", 21},
+             Case{"kqkb", 17}, Case{"kqkr", 35}, Case{"kqkq", 13}, Case{"kppk", 32},
+             Case{"knpk", 27}, Case{"knnk", 1},  Case{"kbpk", 31}, Case{"kbnk", 33},
+             Case{"kbbk", 19}, Case{"krpk", 16}, Case{"krnk", 16}, Case{"krbk", 16},
+             Case{"krrk", 7},  Case{"kqpk", 10}, Case{"kqnk", 9},  Case{"kqbk", 8},
+             Case{"kqrk", 6},  Case{"kqqk", 4},
+         }) {
         EXPECT_EQ(LongestMate(tables, c.name), c.moves) << c.name;
     }
-    for (int id = kFirstFourMen; id < kFirstFiveMen; ++id) ExpectConsistent(tables, id);
+    for (int id = kFirstFourMen; id < kFirstFiveMen; ++id) {
+        ExpectConsistent(tables, id);
+        ExpectMatesOfPlainSearch(tables, id, 20, 2);
+    }
 }
 
 TEST(Generator, KnowsWhatAClassNeeds) {

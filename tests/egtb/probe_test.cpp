@@ -12,7 +12,6 @@
 #include "apps/fen.h"
 #include "apps/notation.h"
 #include "apps/positions.h"
-#include "apps/tablebase/generator.h"
 #include "board/make.h"
 #include "board/position.h"
 #include "egtb/lengths.h"
@@ -23,6 +22,7 @@
 #include "platform/controller.h"
 #include "platform/flags.h"
 #include "platform/settings.h"
+#include "support/made_tables.h"
 
 namespace torval {
 
@@ -40,18 +40,8 @@ protected:
     /// All classes of three men; kpkp with zeros for the tests to change.
     static void SetUpTestSuite() {
         fs::create_directories(Folder());
-        BuildIndexTables();
-        TableSet tables;
-        for (const int id : InOrderOfNeed(std::array{1, 2, 3, 4, 5})) {
-            tables.Put(id, Generate(id, tables, [](double) {}));
-            for (std::size_t side = 0; side < 2; ++side) {
-                const auto& entries = tables.Of(id).side[side];
-                const std::size_t count = kEntryCounts[static_cast<std::size_t>(id)][side];
-                std::ofstream(FileOf(id, side), std::ios::binary)
-                    .write(reinterpret_cast<const char*>(entries.data()),
-                           static_cast<std::streamsize>(count));
-            }
-        }
+        const TableSet tables = MakeClassesBefore(kFirstFourMen);
+        for (int id = 1; id < kFirstFourMen; ++id) WriteMadeFiles(tables, id, Folder());
         for (std::size_t side = 0; side < 2; ++side) {
             std::ofstream out(FileOf(kFirstFourMen, side));
             out.close();
@@ -77,10 +67,7 @@ protected:
     static fs::path Folder() {
         return fs::path(testing::TempDir()) / ("torval_probe_" + std::to_string(getpid()));
     }
-    static std::string FileOf(int id, std::size_t side) {
-        const std::string name(kTablebaseClasses[static_cast<std::size_t>(id)].Name());
-        return (Folder() / (name + (side == 0 ? ".nbw" : ".nbb"))).string();
-    }
+    static std::string FileOf(int id, std::size_t side) { return MadeFile(Folder(), id, side); }
 
     static void UseDatabases(bool use) {
         const int others = settings_block.BookUse & ~BookUseDatabases;

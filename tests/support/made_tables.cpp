@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <numeric>
 #include <sstream>
 
+#include "apps/tablebase/table_file.h"
 #include "apps/tablebase/tb_commands.h"
+#include "egtb/lengths.h"
 
 namespace torval {
 
@@ -19,5 +23,28 @@ MadeTables::MadeTables(const std::vector<std::string>& classes)
 }
 
 MadeTables::~MadeTables() { std::filesystem::remove_all(folder_); }
+
+TableSet MakeClassesBefore(int end) {
+    BuildIndexTables();
+    std::vector<int> ids(static_cast<std::size_t>(end - 1));
+    std::iota(ids.begin(), ids.end(), 1);
+    TableSet tables;
+    for (const int id : InOrderOfNeed(ids)) tables.Put(id, Generate(id, tables, [](double) {}));
+    return tables;
+}
+
+std::string MadeFile(const std::string& folder, int class_id, std::size_t side) {
+    return (std::filesystem::path(folder) / TableFileName(class_id, static_cast<int>(side)))
+        .string();
+}
+
+void WriteMadeFiles(const TableSet& tables, int class_id, const std::string& folder) {
+    for (std::size_t side = 0; side < static_cast<std::size_t>(SidesOf(class_id)); ++side) {
+        const auto* const data =
+            reinterpret_cast<const char*>(tables.Of(class_id).side[side].data());
+        std::ofstream(MadeFile(folder, class_id, side), std::ios::binary)
+            .write(data, kEntryCounts[static_cast<std::size_t>(class_id)][side]);
+    }
+}
 
 }  // namespace torval

@@ -1,9 +1,11 @@
-// Endgame databases made for a test in a folder of its own.
+// Endgame databases made for tests, as files in a folder of their own or in memory.
 #pragma once
 
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#include "apps/tablebase/generator.h"
 
 namespace torval {
 
@@ -22,5 +24,14 @@ public:
 private:
     std::filesystem::path folder_;
 };
+
+/// The classes before `end`, made in the order in which they need each other.
+TableSet MakeClassesBefore(int end);
+
+/// The name of a class's file in a folder.
+std::string MadeFile(const std::string& folder, int class_id, std::size_t side);
+
+/// Writes the uncompressed files of a class.
+void WriteMadeFiles(const TableSet& tables, int class_id, const std::string& folder);
 
 }  // namespace torval
