@@ -1,8 +1,10 @@
-// How fast blocks of compressed database files are decoded.
+// How fast databases are: decoding blocks, computing indices, probing from the cache and from files.
 
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <array>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -10,9 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "apps/positions.h"
+#include "egtb/block_cache.h"
 #include "egtb/checksum.h"
 #include "egtb/container.h"
 #include "egtb/index.h"
+#include "egtb/probe.h"
+#include "platform/settings.h"
 
 namespace torval {
 
@@ -88,6 +94,55 @@ BENCHMARK_CAPTURE(ComputeIndices, kqkr, "kqkr", 1);
 BENCHMARK_CAPTURE(ComputeIndices, kpkp, "kpkp", 0);
 BENCHMARK_CAPTURE(ComputeIndices, kppkp, "kppkp", 1);
 BENCHMARK_CAPTURE(ComputeIndices, kqqkqq, "kqqkqq", 0);
+
+enum class Cache {
+    Holds,    ///< every block
+    Lacks,    ///< the block that is asked for, of a file that is open
+    Reopens,  ///< nothing, and the file is closed
+};
+
+/// Probes krk.nbw, no two in a row in one block.
+void Probe(benchmark::State& state, const char* file, Cache cache) {
+    namespace fs = std::filesystem;
+    const fs::path folder =
+        fs::temp_directory_path() / ("torval_bench_" + std::to_string(getpid()));
+    fs::create_directory(folder);
+    fs::copy_file(fs::path(TORVAL_TEST_DATA "/reference/tablebase") / file, folder / file);
+    StartEngine();
+    UseTablebases(folder.string());
+    CacheSlot one_slot;
+    if (cache == Cache::Lacks)
+        InitBlockCache(reinterpret_cast<std::byte*>(&one_slot), sizeof one_slot);
+    const int id = FindClass("krk");
+    std::vector<ClassPosition> positions;
+    std::uint64_t last = 0;
+    for (const ClassPosition& position : PositionsOf(id, 0)) {
+        const std::uint64_t block = *IndexOf(id, 0, position) / kBlockBytes;
+        if (!positions.empty() && block == last) continue;
+        last = block;
+        positions.push_back(position);
+    }
+    std::size_t unknown = 0;
+    for (auto _ : state) {
+        for (const ClassPosition& position : positions) {
+            if (cache == Cache::Reopens) ResetBlockCache();
+            const auto value = ReadTablebaseValue(id, 0, *IndexOf(id, 0, position));
+            unknown += value == kUnknownValue ? 1 : 0;
+        }
+    }
+    // A few indices are those of no legal position.
+    const auto probes = static_cast<std::size_t>(state.iterations()) * positions.size();
+    if (unknown * 5 > probes) state.SkipWithError("the databases do not answer");
+    state.SetItemsProcessed(static_cast<std::int64_t>(probes));
+    NalimovPath[0] = '\0';
+    InitialiseDatabases();
+    fs::remove_all(folder);
+}
+BENCHMARK_CAPTURE(Probe, hot, "krk.nbw", Cache::Holds);
+BENCHMARK_CAPTURE(Probe, cold, "krk.nbw", Cache::Lacks);
+BENCHMARK_CAPTURE(Probe, cold_compressed, "krk.nbw.emd", Cache::Lacks);
+BENCHMARK_CAPTURE(Probe, reopened, "krk.nbw", Cache::Reopens);
+BENCHMARK_CAPTURE(Probe, reopened_compressed, "krk.nbw.emd", Cache::Reopens);
 
 }  // namespace
 
