@@ -411,6 +411,7 @@ TEST(Screen, FitsItsFrame) {
 TEST(Player, TellsAForeseenMoveFromABookMove) {
     constexpr int kPatience = 10000;
     Player player({});
+    player.Execute("book off");
     player.Execute("level depth 1");
     player.Execute("analyse");
     // Deep enough that the answer needs no search of its own.
