@@ -214,7 +214,7 @@ std::optional<std::uint64_t> IndexOf(int class_id, int side, const ClassPosition
     const Pair kings = {static_cast<std::uint8_t>(reduced.attacker ^ scheme.turn),
                         static_cast<std::uint8_t>(reduced.defender ^ scheme.turn)};
     const std::uint16_t pair = tables.king_pair[scheme.pawns][kings.attacker][kings.defender];
-    if (pair == kNoPair || !IsPlaced(scheme, reduced)) return std::nullopt;
+    if (pair == kNoKingPair || !IsPlaced(scheme, reduced)) return std::nullopt;
     if (position.en_passant != kNoEnPassant) {
         const auto number = EnPassantNumber(scheme, reduced);
         if (!number) return std::nullopt;

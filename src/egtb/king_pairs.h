@@ -1,8 +1,9 @@
-// The pairs of kings that a database without pawns tells apart.
+// The pairs of kings that databases tell apart, and their numbers.
 //
-// Method   the board's symmetries bring the king that leads into the triangle a1-d1-d4; when it
-//          stands on the diagonal a1-h8, they bring the other one on or below it. Such pairs, the
-//          kings not adjacent, are numbered by the leading king, then by the other.
+// Method   the board's symmetries bring the king that leads onto files a to d; without pawns into the
+//          triangle a1-d1-d4, and when it then stands on the diagonal a1-h8, the other one on or
+//          below it. Such pairs, the kings not adjacent, are numbered by the leading king, then by
+//          the other.
 // Units    squares are 0 to 63, a1 first.
 // Thread   constant data; any thread.
 #pragma once
@@ -23,20 +24,19 @@ constexpr bool KingsTouch(unsigned a, unsigned b) {
 using KingPairNumbers = std::array<std::array<std::uint16_t, 64>, 64>;
 
 /// The number of each pair of a leading and another king, kNoKingPair for one that never occurs.
-inline constexpr KingPairNumbers kPawnlessKingPairNumber = [] {
+constexpr KingPairNumbers NumberKingPairs(bool pawns) {
     KingPairNumbers numbers = {};
     std::uint16_t next = 0;
     for (unsigned a = 0; a < 64; ++a) {
         const unsigned file = a % 8;
         const unsigned rank = a / 8;
         for (unsigned b = 0; b < 64; ++b) {
-            const bool counted =
-                file <= 3 && rank <= file && (rank < file || b / 8 <= b % 8) && !KingsTouch(a, b);
+            const bool reduced = pawns || (rank <= file && (rank < file || b / 8 <= b % 8));
+            const bool counted = file <= 3 && reduced && !KingsTouch(a, b);
             numbers[a][b] = counted ? next++ : kNoKingPair;
         }
     }
     return numbers;
-}();
-static_assert(kPawnlessKingPairNumber[3 * 9][63] == kPawnlessKingPairs - 1);
+}
 
 }  // namespace torval

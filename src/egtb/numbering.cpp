@@ -12,10 +12,6 @@ Tables& tables = *new Tables;
 
 namespace {
 
-bool AreAdjacent(unsigned a, unsigned b) {
-    return std::max(std::abs(File(a) - File(b)), std::abs(Rank(a) - Rank(b))) <= 1;
-}
-
 /// Whether a man of the group would attack a king at contact.
 bool AttacksAtContact(Kind kind, unsigned square, unsigned king) {
     const int files = std::abs(File(square) - File(king));
@@ -33,14 +29,10 @@ bool AttacksAtContact(Kind kind, unsigned square, unsigned king) {
 
 void BuildKingPairs() {
     for (const bool pawns : {false, true}) {
-        std::uint16_t number = 0;
+        tables.king_pair[pawns] = NumberKingPairs(pawns);
         for (unsigned a = 0; a < 64; ++a) {
             for (unsigned d = 0; d < 64; ++d) {
-                const bool triangle =
-                    File(a) <= 3 && Rank(a) <= File(a) && (Rank(a) < File(a) || Rank(d) <= File(d));
-                const bool counted = (pawns ? File(a) <= 3 : triangle) && !AreAdjacent(a, d);
-                tables.king_pair[pawns][a][d] = counted ? number++ : kNoPair;
-                if (!counted) continue;
+                if (tables.king_pair[pawns][a][d] == kNoKingPair) continue;
                 tables.pairs[pawns].push_back(
                     {static_cast<std::uint8_t>(a), static_cast<std::uint8_t>(d)});
             }

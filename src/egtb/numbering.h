@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "egtb/index.h"
+#include "egtb/king_pairs.h"
 
 namespace torval::numbering {
 
@@ -28,7 +29,6 @@ enum Kind : std::uint8_t {
 };
 inline constexpr unsigned kKinds = 6;
 
-inline constexpr std::uint16_t kNoPair = 4000;
 inline constexpr std::uint8_t kNotAllowed = 255;
 inline constexpr unsigned kEnPassantCodes = 14;
 inline constexpr unsigned kMirrorFiles = 7;
@@ -92,7 +92,7 @@ struct Pair {
 };
 
 struct Tables {
-    std::array<std::array<std::array<std::uint16_t, 64>, 64>, 2> king_pair;  ///< [pawns]
+    std::array<KingPairNumbers, 2> king_pair;  ///< [pawns]
     std::array<std::vector<Pair>, 2> pairs;
     std::array<std::array<std::array<std::uint8_t, 64>, 64>, kKinds> ordinal;
     std::array<std::array<std::array<std::uint8_t, 64>, 64>, kKinds> square_at;

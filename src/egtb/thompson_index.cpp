@@ -70,10 +70,9 @@ constexpr auto kTransformed = [] {
 }();
 
 constexpr auto kKingPair = [] {
+    const KingPairNumbers numbers = NumberKingPairs(false);
     std::array<std::array<std::uint16_t, 64>, kPlaces> table = {};
-    for (unsigned place = 0; place < kPlaces; ++place) {
-        table[place] = kPawnlessKingPairNumber[kTriangle[place]];
-    }
+    for (unsigned place = 0; place < kPlaces; ++place) table[place] = numbers[kTriangle[place]];
     return table;
 }();
 
