@@ -44,6 +44,16 @@ SmallBoard ReadBoard(const std::string& fen) {
             men.square[men.count++] = static_cast<std::uint8_t>(square);
         }
     }
+    if (parsed->double_step.empty()) return board;
+    // What was parsed is the position before the pawn's step.
+    const auto square_at = [&](std::size_t i) {
+        return (parsed->double_step[i + 1] - '1') * 8 + parsed->double_step[i] - 'a';
+    };
+    for (std::uint8_t& square : board.side[board.to_move].square) {
+        if (square == square_at(0)) square = static_cast<std::uint8_t>(square_at(2));
+    }
+    board.to_move ^= 1;
+    board.en_passant = (square_at(0) + square_at(2)) / 2;
     return board;
 }
 
