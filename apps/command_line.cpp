@@ -105,6 +105,7 @@ int RunCommandLine(int count, const char* const* arguments, Console& console) {
     AddBenchCommand(Subcommand(&application), console);
     AddBookCommand(Subcommand(&application), console);
     AddTablebaseCommand(Subcommand(&application), console);
+    AddThompsonCommand(Subcommand(&application), console);
     AddUciCommand(Subcommand(&application), console);
     try {
         application.parse(count, arguments);

@@ -20,6 +20,7 @@ void AddParseCommand(Subcommand application, Console& console);
 void AddBenchCommand(Subcommand application, Console& console);
 void AddBookCommand(Subcommand application, Console& console);
 void AddTablebaseCommand(Subcommand application, Console& console);
+void AddThompsonCommand(Subcommand application, Console& console);
 void AddUciCommand(Subcommand application, Console& console);
 
 }  // namespace torval

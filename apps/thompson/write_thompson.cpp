@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <functional>
 #include <limits>
 #include <stdexcept>
+#include <thread>
 
 #include "apps/tablebase/prefix_lengths.h"
 #include "egtb/thompson_file.h"
@@ -270,12 +272,27 @@ std::vector<std::uint8_t> WriteThompson(std::span<const std::uint8_t> values,
     return file;
 }
 
-std::vector<std::uint8_t> ThompsonValues(
+std::vector<std::uint8_t> ThompsonValuesBy(
     ThompsonType type,
     std::uint32_t count,
-    const std::function<std::uint8_t(const ThompsonSquares&)>& value_of) {
+    const std::function<std::uint8_t(const ThompsonSquares&)>& value_of,
+    const std::function<void(double)>& tell) {
+    constexpr std::uint32_t kPiece = 1U << 18;
     std::vector<std::uint8_t> values(count);
-    for (std::uint32_t i = 0; i < count; ++i) values[i] = value_of(ThompsonSquaresAt(type, i));
+    std::atomic<std::uint32_t> next_piece = 0;
+    const auto share = [&](bool tells) {
+        for (std::uint64_t begin; (begin = std::uint64_t{kPiece} * next_piece++) < count;) {
+            const auto end = std::min<std::uint64_t>(begin + kPiece, count);
+            for (auto i = static_cast<std::uint32_t>(begin); i < end; ++i) {
+                const ThompsonSquares squares = ThompsonSquaresAt(type, i);
+                const std::uint8_t value = value_of(squares);
+                if (value != 0 && ThompsonIndex(type, squares) == i) values[i] = value;
+            }
+            if (tells) tell(static_cast<double>(end) / count);
+        }
+    };
+    std::jthread other(share, false);
+    share(true);
     return values;
 }
 

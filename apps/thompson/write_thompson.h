@@ -2,7 +2,7 @@
 //
 // Errors   std::length_error when the blocks end behind what a block's start can name, 2^32 bits.
 // Memory   the values, one byte each, and the file.
-// Thread   no shared state; any thread.
+// Thread   any thread; no shared state.
 #pragma once
 
 #include <cstdint>
@@ -28,10 +28,12 @@ ThompsonShape ChooseThompsonShape(std::span<const std::uint8_t> values);
 std::vector<std::uint8_t> WriteThompson(std::span<const std::uint8_t> values,
                                         const ThompsonShape& shape);
 
-/// The values of the first `count` positions by what `value_of` says about the squares.
-std::vector<std::uint8_t> ThompsonValues(
+/// What `value_of` says about the squares of each of the first `count` positions; 0 for a number that
+/// no position has. Two threads call it; one of them calls `tell` with the progress, 0 to 1.
+std::vector<std::uint8_t> ThompsonValuesBy(
     ThompsonType type,
     std::uint32_t count,
-    const std::function<std::uint8_t(const ThompsonSquares&)>& value_of);
+    const std::function<std::uint8_t(const ThompsonSquares&)>& value_of,
+    const std::function<void(double)>& tell = [](double) {});
 
 }  // namespace torval
