@@ -176,6 +176,7 @@ bool ThompsonFile::MayRead(std::size_t block) {
 }
 
 std::optional<std::uint8_t> ThompsonFile::ReadValue(std::uint32_t position) {
+    if (header_.block_starts.empty()) return std::nullopt;
     const std::size_t block = position / header_.positions_per_block;
     if (!MayRead(block)) return std::nullopt;
     BlockReader reader(&file_, header_, block);
