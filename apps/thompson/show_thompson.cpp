@@ -97,10 +97,12 @@ void ProbeThompsonPosition(const std::string& fen, const std::string& paths, Con
     BeginThompsonProbe(paths);
     const int value = ProbeThompson();
     console.out << LossText(value) << '\n';
-    if (ThompsonFileIsMissing()) {
-        const std::string names = FilesForBoard();
-        console.out << "  " << (names.empty() ? "no file is for these men" : "missing: " + names)
-                    << '\n';
+    const bool missing = ThompsonFileIsMissing();
+    const std::string names = FilesForBoard();
+    if (names.empty()) {
+        console.out << "  no file is for these men\n";
+    } else if (missing) {
+        console.out << "  needs one of: " << names << '\n';
     }
     struct Row {
         std::string move;
