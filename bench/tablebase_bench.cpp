@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <bit>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,11 +14,13 @@
 #include <vector>
 
 #include "apps/positions.h"
+#include "apps/thompson/write_thompson.h"
 #include "egtb/block_cache.h"
 #include "egtb/checksum.h"
 #include "egtb/container.h"
 #include "egtb/index.h"
 #include "egtb/probe.h"
+#include "egtb/thompson_file.h"
 #include "platform/settings.h"
 
 namespace torval {
@@ -143,6 +146,34 @@ BENCHMARK_CAPTURE(Probe, cold, "krk.nbw", Cache::Lacks);
 BENCHMARK_CAPTURE(Probe, cold_compressed, "krk.nbw.emd", Cache::Lacks);
 BENCHMARK_CAPTURE(Probe, reopened, "krk.nbw", Cache::Reopens);
 BENCHMARK_CAPTURE(Probe, reopened_compressed, "krk.nbw.emd", Cache::Reopens);
+
+/// Single values of a Thompson database of which one position in so many is lost.
+void ReadThompsonValues(benchmark::State& state) {
+    std::mt19937 random(5);
+    std::vector<std::uint8_t> values(1U << 18);
+    for (std::uint8_t& value : values) {
+        if (random() % static_cast<std::uint32_t>(state.range(0)) != 0) continue;
+        value = static_cast<std::uint8_t>(10 + std::popcount(random()));
+    }
+    const std::string name =
+        (std::filesystem::temp_directory_path() / ("torval_bench_" + std::to_string(getpid())))
+            .string();
+    const std::vector<std::uint8_t> bytes = WriteThompson(values, ChooseThompsonShape(values));
+    std::ofstream(name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    ThompsonFile file;
+    if (!file.Open(name)) state.SkipWithError("no such file");
+    for (auto _ : state) {
+        const auto at = static_cast<std::uint32_t>(random() % values.size());
+        if (file.ReadValue(at) != values[at]) state.SkipWithError("value changed");
+    }
+    state.counters["bytes per block"] =
+        static_cast<double>(bytes.size()) / static_cast<double>(file.Header().block_starts.size());
+    state.SetItemsProcessed(state.iterations());
+    std::filesystem::remove(name);
+}
+BENCHMARK(ReadThompsonValues)->Arg(100)->Arg(2);
 
 }  // namespace
 
