@@ -88,12 +88,12 @@ int LongestMate(const TableSet& tables, const char* name) {
     return longest;
 }
 
-/// Every entry agrees with those that its moves lead to.
-void ExpectConsistent(const TableSet& tables, int id) {
+/// One entry in `every` agrees with those that its moves lead to.
+void ExpectConsistent(const TableSet& tables, int id, std::size_t every) {
     const auto name = kTablebaseClasses[static_cast<std::size_t>(id)].Name();
     for (int side = 0; side < 2; ++side) {
         const auto& entries = tables.Of(id).side[static_cast<std::size_t>(side)];
-        for (std::size_t i = 0; i < entries.size(); ++i) {
+        for (std::size_t i = 0; i < entries.size(); i += every) {
             if (entries[i] == kBrokenEntry) continue;
             const SmallBoard board = SmallBoard::Of(id, side, *PositionAt(id, side, i));
             int best = INT_MIN;
@@ -172,7 +172,7 @@ TEST(Generator, ThreeMenEqualOtherMakersFiles) {
     EXPECT_EQ(LongestMate(tables, "krk"), 16);
     EXPECT_EQ(LongestMate(tables, "kpk"), 28);
     for (int id = 1; id < kFirstFourMen; ++id) {
-        ExpectConsistent(tables, id);
+        ExpectConsistent(tables, id, 1);
         ExpectMatesOfPlainSearch(tables, id, 10, 1);
     }
 }
@@ -233,8 +233,8 @@ TEST(Generator, SlowFourMenHoldKnownFacts) {
         EXPECT_EQ(LongestMate(tables, c.name), c.moves) << c.name;
     }
     for (int id = kFirstFourMen; id < kFirstFiveMen; ++id) {
-        ExpectConsistent(tables, id);
-        ExpectMatesOfPlainSearch(tables, id, 20, 2);
+        ExpectConsistent(tables, id, 11);
+        ExpectMatesOfPlainSearch(tables, id, 8, 2);
     }
 }
 

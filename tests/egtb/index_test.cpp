@@ -248,10 +248,10 @@ void ForEachPlacement(int id, int side, Visit visit) {
             const bool equal =
                 next > 0 && men[next - 1].of == man.of && men[next - 1].type == man.type;
             const bool pawn = man.type == Pawn;
-            std::uint8_t square = equal ? at.men[man.of][man.place - 1U] : pawn ? 8 : 0;
-            for (; square < (pawn ? 56 : 64); ++square) {
+            unsigned square = equal ? at.men[man.of][man.place - 1U] : pawn ? 8U : 0U;
+            for (; square < (pawn ? 56U : 64U); ++square) {
                 if (taken >> square & 1) continue;
-                at.men[man.of][man.place] = square;
+                at.men[man.of][man.place] = static_cast<std::uint8_t>(square);
                 self(self, next + 1, taken | std::uint64_t{1} << square);
             }
             return;
