@@ -23,7 +23,8 @@ public:
     void Put(std::uint32_t value, int count) {
         while (count-- > 0) {
             if (length_ % 8 == 0) bytes_ += '\0';
-            if (value >> count & 1) bytes_.back() |= static_cast<char>(0x80 >> length_ % 8);
+            if (count < 32 && (value >> count & 1))
+                bytes_.back() |= static_cast<char>(0x80 >> length_ % 8);
             ++length_;
         }
     }
