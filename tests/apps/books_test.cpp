@@ -8,11 +8,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include "apps/command_line.h"
 #include "apps/host/books.h"
 #include "apps/positions.h"
+#include "support/run_command.h"
 #include "support/uci_dialogue.h"
 
 namespace torval {
@@ -39,20 +38,6 @@ protected:
         fs::remove_all(home_);
         unsetenv("XDG_DATA_HOME");
         StartEngine();
-    }
-
-    struct Ran {
-        int code;
-        std::string out, err;
-    };
-    static Ran Run(std::vector<const char*> words, const std::string& script = {}) {
-        words.insert(words.begin(), "torval");
-        std::istringstream in(script);
-        std::ostringstream out;
-        std::ostringstream err;
-        Console console{in, out, err, false};
-        const int code = RunCommandLine(static_cast<int>(words.size()), words.data(), console);
-        return {code, out.str(), err.str()};
     }
 
     fs::path home_;
@@ -130,9 +115,9 @@ TEST_F(HostBooks, TheShippedBookServesInPlaceOrAsACopy) {
 }
 
 TEST_F(HostBooks, APlayerLearnsAndForgetsMoves) {
-    const Ran ran = Run({"play", "--book", book_.c_str()},
-                        "auto off\nbook\ne4\nc6\nbook\nbook add 1 -25\nback 1\nbook\n"
-                        "c6\nbook exclude\nback 1\nbook\nc6\nbook delete\nback 1\nbook\n");
+    const Ran ran = Torval({"play", "--book", book_.c_str()},
+                           "auto off\nbook\ne4\nc6\nbook\nbook add 1 -25\nback 1\nbook\n"
+                           "c6\nbook exclude\nback 1\nbook\nc6\nbook delete\nback 1\nbook\n");
     EXPECT_EQ(ran.code, 0) << ran.err;
     EXPECT_THAT(ran.out, HasSubstr("e4          5      900   34%   37%   29%\n"));
     EXPECT_THAT(ran.out,
@@ -143,9 +128,9 @@ TEST_F(HostBooks, APlayerLearnsAndForgetsMoves) {
 }
 
 TEST_F(HostBooks, APlayerChoosesHowBooksAreUsed) {
-    const Ran ran = Run({"play", "--book", book_.c_str()},
-                        "book mode best\ngo\nnew\nbook off\nbook\nbook on\nbook margin 7\n"
-                        "book margin\nbook mode sideways\nbook 1 2\n");
+    const Ran ran = Torval({"play", "--book", book_.c_str()},
+                           "book mode best\ngo\nnew\nbook off\nbook\nbook on\nbook margin 7\n"
+                           "book margin\nbook mode sideways\nbook 1 2\n");
     EXPECT_EQ(ran.code, 1);
     EXPECT_THAT(ran.out, HasSubstr("1. e4  (book)"));
     EXPECT_THAT(ran.out, HasSubstr("without books.\nThe books have no move here.\n"));
@@ -155,14 +140,14 @@ TEST_F(HostBooks, APlayerChoosesHowBooksAreUsed) {
 }
 
 TEST_F(HostBooks, CommandsUseABookOnlyWhenAskedTo) {
-    EXPECT_THAT(Run({"search", "--depth", "1"}).out, Not(HasSubstr("Book move")));
-    EXPECT_THAT(Run({"search", "--book", book_.c_str()}).out, StartsWith("Book move: "));
-    EXPECT_THAT(Run({"eval", "--book", book_.c_str()}).out, HasSubstr("d4          4      700"));
+    EXPECT_THAT(Torval({"search", "--depth", "1"}).out, Not(HasSubstr("Book move")));
+    EXPECT_THAT(Torval({"search", "--book", book_.c_str()}).out, StartsWith("Book move: "));
+    EXPECT_THAT(Torval({"eval", "--book", book_.c_str()}).out, HasSubstr("d4          4      700"));
     const std::string none = book_ + "x";
-    const Ran refused = Run({"search", "--book", none.c_str()});
+    const Ran refused = Torval({"search", "--book", none.c_str()});
     EXPECT_NE(refused.code, 0);
     EXPECT_THAT(refused.err, HasSubstr("is missing or cannot be written"));
-    EXPECT_THAT(Run({"search", "--depth", "1"}).out, Not(HasSubstr("Book move")));
+    EXPECT_THAT(Torval({"search", "--depth", "1"}).out, Not(HasSubstr("Book move")));
 }
 
 TEST_F(HostBooks, TheProtocolPlaysFromABookOnlyWhenAskedTo) {

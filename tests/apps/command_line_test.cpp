@@ -1,5 +1,4 @@
 // Whole commands: arguments in, text, message and exit code out.
-#include "apps/command_line.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,9 +7,9 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "apps/bench_positions.h"
+#include "support/run_command.h"
 
 namespace torval {
 namespace {
@@ -20,26 +19,8 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
 
-struct Ran {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-Ran Torval(std::vector<const char*> arguments,
-           const std::string& input = "",
-           bool terminal = false) {
-    arguments.insert(arguments.begin(), "torval");
-    std::istringstream in(input);
-    std::ostringstream out;
-    std::ostringstream err;
-    Console console{in, out, err, terminal};
-    const int code = RunCommandLine(static_cast<int>(arguments.size()), arguments.data(), console);
-    return {code, out.str(), err.str()};
-}
-
 /// The one line of JSON that a good call answers with.
-Json RunJson(std::vector<const char*> arguments, const std::string& input = "") {
+Json RunJson(std::vector<std::string> arguments, const std::string& input = "") {
     arguments.push_back("--json");
     const Ran ran = Torval(arguments, input);
     EXPECT_EQ(ran.code, 0) << ran.err;
@@ -58,7 +39,7 @@ using Keys = std::vector<std::string>;
 
 struct RefusedCase {
     const char* name;
-    std::vector<const char*> arguments;
+    std::vector<std::string> arguments;
     const char* message;
 };
 class RefusedTest : public testing::TestWithParam<RefusedCase> {};

@@ -4,9 +4,7 @@
 
 #include <atomic>
 #include <fstream>
-#include <sstream>
 
-#include "apps/command_line.h"
 #include "apps/host/databases.h"
 #include "apps/play/player.h"
 #include "apps/positions.h"
@@ -16,6 +14,7 @@
 #include "platform/notify.h"
 #include "platform/tick.h"
 #include "support/made_tables.h"
+#include "support/run_command.h"
 #include "support/uci_dialogue.h"
 
 namespace torval {
@@ -164,13 +163,9 @@ TEST_F(PlayDatabases, RefusesWhatTheEngineWouldEndFor) {
     for (const auto& [option, path, problem] :
          {std::tuple{"--tb", damaged, Damage()},
           std::tuple{"--thompson", std::string(kTwentyCharacters), std::string(kTooLong)}}) {
-        std::istringstream in;
-        std::ostringstream out;
-        std::ostringstream err;
-        Console console{in, out, err, false};
-        const char* const words[] = {"torval", "play", "--book=none", option, path.c_str()};
-        EXPECT_EQ(RunCommandLine(5, words, console), 2);
-        EXPECT_THAT(err.str(), HasSubstr(std::string(option) + ": " + problem));
+        const Ran ran = Torval({"play", "--book=none", option, path});
+        EXPECT_EQ(ran.code, 2);
+        EXPECT_THAT(ran.err, HasSubstr(std::string(option) + ": " + problem));
     }
 }
 

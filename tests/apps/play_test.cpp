@@ -8,13 +8,13 @@
 #include <sstream>
 #include <thread>
 
-#include "apps/command_line.h"
 #include "apps/play/front_ends.h"
 #include "apps/play/history.h"
 #include "apps/play/level_text.h"
 #include "apps/play/screen.h"
 #include "apps/text.h"
 #include "platform/tick.h"
+#include "support/run_command.h"
 
 namespace torval {
 namespace {
@@ -22,20 +22,9 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-struct Played {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-Played Play(const std::string& script, std::vector<const char*> options = {}) {
-    options.insert(options.begin(), {"torval", "play", "--ascii", "--book=none"});
-    std::istringstream in(script);
-    std::ostringstream out;
-    std::ostringstream err;
-    Console console{in, out, err, false};
-    const int code = RunCommandLine(static_cast<int>(options.size()), options.data(), console);
-    return {code, out.str(), err.str()};
+Ran Play(const std::string& script, std::vector<std::string> options = {}) {
+    options.insert(options.begin(), {"play", "--ascii", "--book=none"});
+    return Torval(options, script);
 }
 
 /// A clock that goes on only when it is told to.
@@ -58,7 +47,7 @@ private:
 std::string FileFor(const char* name) { return testing::TempDir() + "torval_play_" + name; }
 
 TEST(Play, PlaysFoolsMateToTheEnd) {
-    const Played played = Play("auto off\nf3\ne7e5\ng2-g4\nQh4\nmoves\n");
+    const Ran played = Play("auto off\nf3\ne7e5\ng2-g4\nQh4\nmoves\n");
     EXPECT_EQ(played.code, 0) << played.err;
     EXPECT_EQ(played.out,
               "The engine moves only on 'go'.\n1. f3\nOpening: A00 Barnes Opening\n1... e5\n2. g4\n"
@@ -67,7 +56,7 @@ TEST(Play, PlaysFoolsMateToTheEnd) {
 }
 
 TEST(Play, AnswersEachMoveAndMates) {
-    const Played played = Play("fen k7/8/1K6/8/8/8/8/6R1 b - - 0 1\nlevel depth 3\nKb8\n");
+    const Ran played = Play("fen k7/8/1K6/8/8/8/8/6R1 b - - 0 1\nlevel depth 3\nKb8\n");
     EXPECT_EQ(played.code, 0) << played.err;
     EXPECT_THAT(played.out, HasSubstr("1... Kb8\n2. Rg8#"));
     EXPECT_THAT(played.out, HasSubstr("Checkmate. White wins."));
@@ -81,7 +70,7 @@ struct EndCase {
 class EndTest : public testing::TestWithParam<EndCase> {};
 
 TEST_P(EndTest, IsToldInASentence) {
-    const Played played = Play(std::string("level depth 2\n") + GetParam().script);
+    const Ran played = Play(std::string("level depth 2\n") + GetParam().script);
     EXPECT_EQ(played.code, 0) << played.err;
     EXPECT_THAT(played.out, HasSubstr(GetParam().sentence));
     EXPECT_EQ(Play(std::string("level depth 2\n") + GetParam().script + "\ngo").code, 1);
@@ -156,7 +145,7 @@ struct RefusedCommand {
 class RefusedCommandTest : public testing::TestWithParam<RefusedCommand> {};
 
 TEST_P(RefusedCommandTest, IsReportedAndTheRestCarriedOut) {
-    const Played played = Play(std::string(GetParam().script) + "\nclock\n");
+    const Ran played = Play(std::string(GetParam().script) + "\nclock\n");
     EXPECT_EQ(played.code, 1);
     EXPECT_THAT(played.err, HasSubstr(GetParam().reason));
     EXPECT_THAT(played.err, HasSubstr("torval: a command was refused\n"));
@@ -190,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 
 TEST(Play, TakesBack) {
-    const Played played = Play("auto off\ne4\ne5\nback\nc5\nback 2\nfen\n");
+    const Ran played = Play("auto off\ne4\ne5\nback\nc5\nback 2\nfen\n");
     EXPECT_EQ(played.code, 0) << played.err;
     EXPECT_THAT(played.out,
                 HasSubstr("1... c5\nOpening: B20 Sicilian Defense\nBack at the start.\n"));
@@ -200,29 +189,29 @@ TEST(Play, TakesBack) {
 }
 
 TEST(Play, ObeysWhileTheEngineThinks) {
-    const Played played = Play("level infinite\ngo\ne4\nback\nlevel move 1\nnow\nmoves\n");
+    const Ran played = Play("level infinite\ngo\ne4\nback\nlevel move 1\nnow\nmoves\n");
     EXPECT_EQ(played.code, 1);
     EXPECT_THAT(played.err, HasSubstr("line 3: the engine is thinking about its move"));
     EXPECT_THAT(played.err, HasSubstr("torval: 3 commands were refused"));
     EXPECT_THAT(played.out, HasSubstr("\n1. "));
-    const Played stopped = Play("level infinite\ngo\nstop\nmoves\ngo\nnew\nanalyse\nstop\ngo\n");
+    const Ran stopped = Play("level infinite\ngo\nstop\nmoves\ngo\nnew\nanalyse\nstop\ngo\n");
     EXPECT_EQ(stopped.code, 0) << stopped.err;
     EXPECT_THAT(stopped.out, HasSubstr("Stopped.\nNo moves yet.\n"));
 }
 
 TEST(Play, PondersBetweenTheMoves) {
-    const Played played = Play("level depth 2\nponder on\ne4\nhint\nponder off\nback\nd4\n");
+    const Ran played = Play("level depth 2\nponder on\ne4\nhint\nponder off\nback\nd4\n");
     EXPECT_THAT(played.out, HasSubstr("Back at the start.\n1. d4\n1... ")) << played.err;
 }
 
 TEST(Play, SavesAndLoadsAGame) {
     const std::string file = FileFor("game.pgn");
     const std::string fen = "r3k3/PPb5/8/3pP3/8/1B6/1B6/4K2R w Kq d6 0 1";
-    const Played saved = Play("auto off\nfen " + fen +
-                              "\nexd6\nBxd6\nbxa8=N\nKd7\nO-O\nBe7\nNc7\nKxc7\na8=Q\nsave game " +
-                              file + "\nmoves\nfen\n");
+    const Ran saved = Play("auto off\nfen " + fen +
+                           "\nexd6\nBxd6\nbxa8=N\nKd7\nO-O\nBe7\nNc7\nKxc7\na8=Q\nsave game " +
+                           file + "\nmoves\nfen\n");
     EXPECT_EQ(saved.code, 0) << saved.err;
-    const Played loaded = Play("load game " + file + "\nmoves\nfen\n");
+    const Ran loaded = Play("load game " + file + "\nmoves\nfen\n");
     EXPECT_EQ(loaded.code, 0) << loaded.err;
     EXPECT_THAT(loaded.out, HasSubstr("1... d5 2. exd6 Bxd6 3. bxa8=N Kd7 4. O-O Be7"));
     const std::string moves = loaded.out.substr(loaded.out.find("1... "));
@@ -260,7 +249,7 @@ protected:
 };
 
 TEST_F(BadGameTest, KeepsTheGame) {
-    const Played played = Play("auto off\nd4\nload game " + file_ + "\nmoves\nd5\nback 2\n");
+    const Ran played = Play("auto off\nd4\nload game " + file_ + "\nmoves\nd5\nback 2\n");
     EXPECT_THAT(played.err, HasSubstr("torval: a command was refused"));
     EXPECT_THAT(played.err, HasSubstr("move 3 'Ke3' cannot be played"));
     EXPECT_THAT(played.out,
@@ -283,17 +272,17 @@ TEST_F(BadGameTest, LetsTheClockRunOnOrStand) {
 }
 
 TEST_F(BadGameTest, LetsTheEngineThinkOn) {
-    const Played thinking = Play("level infinite\ngo\nload game " + file_ + "\nnow\nmoves\n");
+    const Ran thinking = Play("level infinite\ngo\nload game " + file_ + "\nnow\nmoves\n");
     EXPECT_THAT(thinking.err, HasSubstr("torval: a command was refused"));
     EXPECT_THAT(thinking.out, HasSubstr("\n1. "));
-    const Played analysing = Play("analyse\nload game " + file_ + "\nstop\n");
+    const Ran analysing = Play("analyse\nload game " + file_ + "\nstop\n");
     EXPECT_THAT(analysing.err, HasSubstr("torval: a command was refused"));
 }
 
 TEST(Play, SavesAndLoadsSettings) {
     const std::string file = FileFor("settings");
     EXPECT_EQ(Play("settings 204 77\nlevel increment 60 2\nsave settings " + file).code, 0);
-    const Played loaded = Play("settings\nload settings " + file + "\nsettings\nlevel\nclock\n");
+    const Ran loaded = Play("settings\nload settings " + file + "\nsettings\nlevel\nclock\n");
     EXPECT_EQ(loaded.code, 0) << loaded.err;
     EXPECT_THAT(loaded.out, HasSubstr("204  Thread margin: 0\n"));
     EXPECT_THAT(loaded.out, HasSubstr("204  Thread margin: 77\n"));
@@ -302,7 +291,7 @@ TEST(Play, SavesAndLoadsSettings) {
 }
 
 TEST(Play, ShowsTheSettingsInDutch) {
-    const Played played = Play("settings\nsettings 206\nsettings 213 on\n", {"--language", "nl"});
+    const Ran played = Play("settings\nsettings 206\nsettings 213 on\n", {"--language", "nl"});
     EXPECT_EQ(played.code, 0) << played.err;
     EXPECT_THAT(played.out, HasSubstr("204  Thread marge: 0\n"));
     EXPECT_THAT(played.out, HasSubstr("206  (x) Altijd beste zet\n213  [x] Engine heeft"));

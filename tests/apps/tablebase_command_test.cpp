@@ -8,9 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 
-#include "apps/command_line.h"
+#include "support/run_command.h"
 
 namespace torval {
 
@@ -25,23 +24,6 @@ using testing::StartsWith;
 constexpr const char* kLongestMate = "8/8/8/8/8/2k5/1R6/K7 w - - 0 1";
 
 constexpr const char* kDrawn = "8/8/8/8/8/2k5/2P5/1K6 b - - 0 1";
-
-struct Ran {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-Ran Torval(const std::vector<std::string>& words) {
-    std::vector<const char*> arguments = {"torval"};
-    for (const std::string& word : words) arguments.push_back(word.c_str());
-    std::istringstream in;
-    std::ostringstream out;
-    std::ostringstream err;
-    Console console{in, out, err, false};
-    const int code = RunCommandLine(static_cast<int>(arguments.size()), arguments.data(), console);
-    return {code, out.str(), err.str()};
-}
 
 std::string Bytes(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);

@@ -7,14 +7,13 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <sstream>
 
-#include "apps/command_line.h"
 #include "apps/fen.h"
 #include "apps/tablebase/small_board.h"
 #include "apps/tablebase/table_file.h"
 #include "egtb/lengths.h"
 #include "egtb/thompson.h"
+#include "support/run_command.h"
 #include "support/thompson_files.h"
 #include "support/thompson_parts.h"
 
@@ -26,23 +25,6 @@ namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-struct Ran {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-Ran Torval(const std::vector<std::string>& words) {
-    std::vector<const char*> arguments = {"torval"};
-    for (const std::string& word : words) arguments.push_back(word.c_str());
-    std::istringstream in;
-    std::ostringstream out;
-    std::ostringstream err;
-    Console console{in, out, err, false};
-    const int code = RunCommandLine(static_cast<int>(arguments.size()), arguments.data(), console);
-    return {code, out.str(), err.str()};
-}
 
 class ThompsonCommand : public testing::Test {
 protected:

@@ -11,11 +11,11 @@
 #include "apps/book/book_builder.h"
 #include "apps/book/book_check.h"
 #include "apps/book/game_stream.h"
-#include "apps/command_line.h"
 #include "apps/notation.h"
 #include "apps/replace_file.h"
 #include "apps/text.h"
 #include "book/book_fixture.h"
+#include "support/run_command.h"
 
 namespace torval {
 
@@ -24,25 +24,12 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-struct Ran {
-    int code;
-    std::string out;
-    std::string err;
-};
-
 Ran Book(const std::string& arguments, const std::string& input = "") {
-    std::vector<std::string> words = {"torval", "book"};
+    std::vector<std::string> words = {"book"};
     // A word in quotes may have blanks.
     std::istringstream split(arguments);
     for (std::string word; split >> std::quoted(word, '\'');) words.push_back(word);
-    std::vector<const char*> texts;
-    for (const std::string& word : words) texts.push_back(word.c_str());
-    std::istringstream in(input);
-    std::ostringstream out;
-    std::ostringstream err;
-    Console console{in, out, err, false};
-    const int code = RunCommandLine(static_cast<int>(texts.size()), texts.data(), console);
-    return {code, out.str(), err.str()};
+    return Torval(words, input);
 }
 
 using Counts = std::array<std::uint32_t, 3>;  // White won, Black won, played
