@@ -275,7 +275,7 @@ TEST_F(RootDatabaseTest, FastestMovesAreAllCandidatesInRandomOrder) {
     EXPECT_EQ(sent_moves.back().substr(0, 2), "1 ");
 }
 
-TEST_F(RootDatabaseTest, LosesAsSlowlyAsItCan) {
+TEST_F(RootDatabaseTest, LosesAsLateAsItCan) {
     // Black's king has two moves; White's best answers are known, one of them by a capture's absence.
     constexpr const char* kRoot = "k7/8/1K6/8/8/8/8/7R b - - 0 1";
     Write("RR_R.G",
