@@ -10,8 +10,8 @@ namespace torval {
 
 std::optional<int> MovesToMate(int score) {
     const int size = std::abs(score);
-    // An evaluation of a hopeless position may lie beyond the mate scores; at their end begins what
-    // is won, says a database, in so many moves to a capture or a promotion.
+    // An evaluation of a hopeless position may lie beyond the mate scores; at their end begins
+    // another scale, on which the Thompson databases count far wins and those by a pawn.
     if (size <= kMateUnits - kMateDepthUnits || size > kMateUnits) return std::nullopt;
     // The score counts the plies to the position before the mating move.
     const int plies = kMateUnits - size + 1;
