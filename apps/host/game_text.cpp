@@ -150,15 +150,20 @@ std::string NumberText(const CHSBRD& before) {
     return std::to_string(before.ply_no / 2 + 1) + (before.color == 0 ? "." : "...");
 }
 
-std::string ScoreText(int score) {
-    constexpr int kMateThreshold = kMateUnits - kMateDepthUnits;
+std::optional<int> MovesToMate(int score) {
     const int size = std::abs(score);
-    // An evaluation of a hopeless position may lie beyond the mate scores; at their end begins what
-    // is won, says a database, in so many moves to a capture or a promotion.
-    if (size > kMateThreshold && size <= kMateUnits) {
-        // The search counts the plies to the position before the mating move.
-        const int plies = kMateUnits - size + 1;
-        return (score > 0 ? "mate in " : "mated in ") + std::to_string((plies + 1) / 2);
+    // An evaluation of a hopeless position may lie beyond the mate scores; at their end begins
+    // another scale, on which the Thompson databases count far wins and those by a pawn.
+    if (size <= kMateUnits - kMateDepthUnits || size > kMateUnits) return std::nullopt;
+    // The score counts the plies to the position before the mating move.
+    const int plies = kMateUnits - size + 1;
+    const int moves = (plies + 1) / 2;
+    return score > 0 ? moves : -moves;
+}
+
+std::string ScoreText(int score) {
+    if (const std::optional<int> moves = MovesToMate(score)) {
+        return (score > 0 ? "mate in " : "mated in ") + std::to_string(std::abs(*moves));
     }
     std::array<char, 32> text;
     std::snprintf(text.data(), text.size(), "%+.2f", static_cast<double>(score) / kPawnUnits);

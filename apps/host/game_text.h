@@ -5,6 +5,7 @@
 //          what a short notation needs. No rules are known here.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "torval/records.h"
@@ -24,6 +25,10 @@ std::string FenText(const CHSBRD& board, const EVAR* last);
 
 /// "12." or "12...", for the move made in the position `before`.
 std::string NumberText(const CHSBRD& before);
+
+/// Moves (not plies) to mate: positive when the side to move mates, negative when it is mated; none
+/// for a score that is no mate.
+std::optional<int> MovesToMate(int score);
 
 /// "+0.34" in pawns, "mate in 3" or "mated in 2".
 std::string ScoreText(int score);

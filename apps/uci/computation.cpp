@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "apps/host/game_text.h"
 #include "apps/host/move_text.h"
 #include "apps/host/session_error.h"
 #include "apps/uci/report.h"

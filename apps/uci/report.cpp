@@ -1,23 +1,12 @@
 #include "apps/uci/report.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 
+#include "apps/host/game_text.h"
 #include "apps/host/move_text.h"
 
 namespace torval {
-
-std::optional<int> MovesToMate(int score) {
-    const int size = std::abs(score);
-    // An evaluation of a hopeless position may lie beyond the mate scores; at their end begins
-    // another scale, on which the Thompson databases count far wins and those by a pawn.
-    if (size <= kMateUnits - kMateDepthUnits || size > kMateUnits) return std::nullopt;
-    // The score counts the plies to the position before the mating move.
-    const int plies = kMateUnits - size + 1;
-    const int moves = (plies + 1) / 2;
-    return score > 0 ? moves : -moves;
-}
 
 std::string ScoreReport(int score) {
     if (const std::optional<int> moves = MovesToMate(score))
