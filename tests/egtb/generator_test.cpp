@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <fstream>
 #include <random>
 
 #include "apps/console.h"
@@ -64,15 +63,11 @@ const TableSet& ThreeMen() {
 
 /// Compares every value of the list whose position has at most so many men.
 void ExpectListedValues(const TableSet& tables, int most_men, int least_rows) {
-    std::ifstream in(TORVAL_TEST_DATA "/reference/tablebase/values.tsv");
-    std::string line;
-    std::getline(in, line);
     int rows = 0;
-    while (std::getline(in, line)) {
-        const std::size_t tab = line.find('\t');
-        const SmallBoard board = ReadBoard(line.substr(0, tab));
+    for (const auto& [fen, value] : ListedValues()) {
+        const SmallBoard board = ReadBoard(fen);
         if (board.side[0].count + board.side[1].count + 2 > most_men) continue;
-        EXPECT_EQ(tables.ValueOf(board), std::stoi(line.substr(tab + 1))) << line;
+        EXPECT_EQ(tables.ValueOf(board), value) << fen;
         ++rows;
     }
     EXPECT_GE(rows, least_rows);

@@ -114,18 +114,12 @@ TEST_F(ProbeTest, ScoresCountThePliesToMate) {
 
 /// Values made by another program; half of the rows have the lone king's colours exchanged.
 TEST_F(ProbeTest, GivesTheValuesOfAllThreeMenClasses) {
-    std::ifstream in(TORVAL_TEST_DATA "/reference/tablebase/values.tsv");
-    std::string line;
-    std::getline(in, line);
     int rows = 0;
-    while (std::getline(in, line)) {
-        const std::size_t tab = line.find('\t');
-        const std::string fen = line.substr(0, tab);
+    for (const auto& [fen, value] : ListedValues()) {
         SetUpPosition(fen);
         if (position.PieceList[White].count + position.PieceList[Black].count > 1) continue;
         for (const int ply : {0, 3}) {
             think_controller.SearchPly = ply;
-            const auto value = static_cast<TablebaseValue>(std::stoi(line.substr(tab + 1)));
             EXPECT_EQ(Probe(), ToEngineScore(value, ply).score) << fen;
         }
         ++rows;

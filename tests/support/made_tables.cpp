@@ -24,6 +24,19 @@ MadeTables::MadeTables(const std::vector<std::string>& classes)
 
 MadeTables::~MadeTables() { std::filesystem::remove_all(folder_); }
 
+std::vector<ListedValue> ListedValues() {
+    std::ifstream in(TORVAL_TEST_DATA "/reference/tablebase/values.tsv");
+    std::vector<ListedValue> values;
+    std::string line;
+    std::getline(in, line);
+    while (std::getline(in, line)) {
+        const std::size_t tab = line.find('\t');
+        values.push_back(
+            {line.substr(0, tab), static_cast<TablebaseValue>(std::stoi(line.substr(tab + 1)))});
+    }
+    return values;
+}
+
 TableSet MakeClassesBefore(int end) {
     BuildIndexTables();
     std::vector<int> ids(static_cast<std::size_t>(end - 1));

@@ -25,6 +25,13 @@ private:
     std::filesystem::path folder_;
 };
 
+/// A position and the value that another program has for its side to move.
+struct ListedValue {
+    std::string fen;
+    TablebaseValue value;
+};
+std::vector<ListedValue> ListedValues();
+
 /// The classes before `end`, made in the order in which they need each other.
 TableSet MakeClassesBefore(int end);
 
