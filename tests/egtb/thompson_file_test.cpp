@@ -10,6 +10,7 @@
 #include <random>
 
 #include "apps/thompson/write_thompson.h"
+#include "support/allocations.h"
 #include "support/thompson_parts.h"
 
 namespace torval {
@@ -163,6 +164,20 @@ TEST_F(ThompsonFileTest, RefusesHeadersThatMakeNoSense) {
         EXPECT_FALSE(Open(bytes)) << c.name;
         EXPECT_FALSE(file_.IsOpen()) << c.name;
     }
+}
+
+TEST_F(ThompsonFileTest, CountsAsMissingWithoutMemoryForItsTables) {
+    constexpr std::size_t kBlocks = 300;
+    const Bytes values(kBlocks, 20);
+    Write(WriteThompson(values, {4, 1, 1}));
+    for (const std::size_t bytes :
+         {kBlocks * sizeof(std::uint32_t), kBlocks * sizeof(std::uint64_t)}) {
+        const FailingAllocation no_memory(bytes, Refusal::Throws);
+        EXPECT_FALSE(file_.Open(name_)) << bytes << " bytes";
+        EXPECT_FALSE(file_.IsOpen());
+    }
+    ASSERT_TRUE(file_.Open(name_));
+    EXPECT_EQ(file_.ReadValue(kBlocks - 1), 20);
 }
 
 TEST_F(ThompsonFileTest, GivesNoValueFromDamagedTables) {
