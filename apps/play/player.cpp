@@ -13,7 +13,7 @@ namespace torval {
 
 namespace {
 
-constexpr std::uint32_t kEvents = EventMainVar | EventMsg | EventPondering;
+constexpr std::uint32_t kEvents = EventMove | EventMainVar | EventMsg | EventPondering;
 constexpr std::uint16_t kDepthMode = 0;
 constexpr std::uint16_t kInfiniteMode = 6;
 constexpr std::uint16_t kBothClocks = 3;
@@ -40,7 +40,11 @@ Player::Player(const PlayOptions& options)
 }
 
 SiteHandlers Player::Handlers() {
+    constexpr std::uint16_t kMoveIsValid = 2;
     SiteHandlers handlers;
+    handlers.move = [this](const W_BOARD& change) {
+        if (change.Mask & kMoveIsValid) made_ = change.move;
+    };
     handlers.line = [this](const MAINVAR& line) { HandleLine(line); };
     handlers.message = [this](int id, int p1, int, std::string_view text) {
         HandleMessage(id, p1, text);
@@ -175,6 +179,19 @@ bool Player::Wait(int input, int timeout_ms) {
     return readable;
 }
 
+/// What a found move is based on, for its remark. Asked before the move is made.
+std::string Player::Origin(const MAINVAR& found) {
+    if (found.depth == kDatabaseDepth) return ScoreWords(found) + ", Thompson databases";
+    const std::string depth = ", depth " + std::to_string(found.depth);
+    if (found.depth != 0) return ScoreWords(found) + depth;
+    // Without a search the move comes from a book, or the level allows none, or it was already found
+    // while the other side thought.
+    if (found.score == 0 && IsFromBook(found.bstvar[0])) return "book";
+    LEVEL level;
+    engine_->get_LEVEL(&level);
+    return ScoreWords(found) + (level.depth1 > 0 ? ", foreseen" : depth);
+}
+
 void Player::PlayFound() {
     thinking_ = hurry_ = false;
     const MAINVAR found = *final_;
@@ -192,6 +209,7 @@ void Player::PlayFound() {
         }
         return;
     }
+    std::string origin = Origin(found);
     MOVES made;
     const std::size_t news = news_.size();
     const std::string text = EntryText(CoordinateText(found.bstvar[0]));
@@ -201,11 +219,6 @@ void Player::PlayFound() {
         return;
     }
     Append(made.MOVES[0], before, true);
-    // Without a search the move comes from a book, which has no score, or was already found while
-    // the other side thought.
-    std::string origin = ScoreWords(found) + ", depth " + std::to_string(found.depth);
-    if (found.depth == kDatabaseDepth) origin = ScoreWords(found) + ", Thompson databases";
-    if (found.depth == 0) origin = found.score == 0 ? "book" : ScoreWords(found) + ", foreseen";
     // What the move led to was told while it was made, and comes after it.
     news_.insert(news_.begin() + static_cast<std::ptrdiff_t>(news),
                  LastMoveText() + "  (" + origin + ")");

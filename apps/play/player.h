@@ -125,6 +125,7 @@ private:
     std::string ScoreWords(const MAINVAR& line) const;
     std::string LineText(const MAINVAR& line) const;
     HRESULT Think();
+    std::string Origin(const MAINVAR& found);
     void PlayFound();
     void Ponder();
     /// Ends whatever the engine computes, without a move.
@@ -163,6 +164,8 @@ private:
 
     // player_books.cpp
     void OpenBooks();
+    HRESULT AskBooks(W_BOOKMOVES2* moves);
+    bool IsFromBook(const EVAR& move);
     void ChangeSetting(const NumberSetting& setting, std::uint32_t value);
     Reply Book(Words words);
     Reply ListBook();
@@ -221,6 +224,7 @@ private:
     bool analysing_ = false;
     bool hurry_ = false;  ///< the player wants the move now
     std::optional<MAINVAR> final_;
+    EVAR made_{};  ///< the last move that the engine has told as made
     std::string thought_;
 
     DatabaseSettings databases_;

@@ -260,7 +260,7 @@ Reply Player::Hint(Words words) {
                                  : "the engine has no hint here; 'analyse' finds one");
     }
     if (result != S_OK) return Refuse(result);
-    return Done("Perhaps " + LongText(move) + ".");
+    return Done("Perhaps " + AlgebraicText(move, Position()) + ".");
 }
 
 Reply Player::Next(Words words) {
@@ -280,7 +280,8 @@ Reply Player::Next(Words words) {
     pondering_ = analysing_ = false;
     const CHSBRD before = plies_.back().before;
     plies_.pop_back();
-    Append(move, before, true);
+    // What the method answers with lacks the marks that the notation needs.
+    Append(made_, before, true);
     return Done(LastMoveText());
 }
 

@@ -239,6 +239,10 @@ TEST(Play, NamesTheOpeningInTheGamesFile) {
     EXPECT_THAT(tags_of("fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1"), Not(HasSubstr("ECO")));
 }
 
+TEST(Play, HintsAsMovesAreWritten) {
+    EXPECT_THAT(Play("f3\nhint\n").out, HasSubstr("Perhaps e4.\n"));
+}
+
 /// A game with an illegal move, which is refused only when half of it has been entered.
 class BadGameTest : public testing::Test {
 protected:
@@ -420,6 +424,12 @@ TEST(Player, TellsAForeseenMoveFromABookMove) {
     ASSERT_EQ(news.size(), 1U);
     EXPECT_THAT(news[0], testing::Not(HasSubstr("book")));
     EXPECT_THAT(news[0], testing::AnyOf(HasSubstr(", foreseen)"), HasSubstr(", depth ")));
+}
+
+TEST(Player, CallsNothingABookMoveWithoutABook) {
+    // No iteration at all: depth and score are 0, as a book move's are.
+    const Ran played = Play("level depth 0\ne4\n");
+    EXPECT_THAT(played.out, HasSubstr("(+0.00, depth 0)\n"));
 }
 
 TEST(Player, CompletesCommandsAndTheirWords) {
