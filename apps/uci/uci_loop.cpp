@@ -115,15 +115,11 @@ void UciLoop::Handle(const Command& command) {
             writer_.Write("uciok");
             break;
         case CommandKind::Debug: debug_ = command.debug_on; break;
-        case CommandKind::IsReady:
-            Start();
-            writer_.Write("readyok");
-            break;
+        case CommandKind::IsReady: writer_.Write("readyok"); break;
         case CommandKind::SetOption: SetOption(command); break;
         case CommandKind::NewGame:
             FinishSearch();
-            Start();
-            game_.Renew();
+            if (session_.started()) game_.Renew();
             fen_ = kStartFen;
             moves_.clear();
             break;
@@ -137,7 +133,8 @@ void UciLoop::Handle(const Command& command) {
     }
 }
 
-/// The first time: all options that were set by now become one stream of settings.
+/// The first time: all options that were set by now become one stream of settings. Only what needs
+/// the engine comes here, since some options count no more once it has started.
 void UciLoop::Start() {
     if (session_.started()) return;
     const BookFiles books = PrepareMainBook();
