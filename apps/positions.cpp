@@ -133,8 +133,11 @@ void AddTablebaseOption(Subcommand command, std::string* paths) {
         .ValueName("PATHS");
 }
 
-void UseTablebases(const std::string& paths) {
+void UseTablebases(const std::string& paths, std::ostream& err) {
     if (paths.empty()) return;
+    if (const std::string damage = LeaveOutDamagedOwnDirectory(); !damage.empty()) {
+        err << "torval: " << damage << '\n' << std::flush;
+    }
     const std::string problem = NalimovPathProblem(paths);
     if (!problem.empty()) throw InputError("--tb: " + problem);
     paths.copy(NalimovPath, paths.size());

@@ -30,8 +30,7 @@ void RunPlay(PlayArguments arguments, Console& console) {
     }
     DatabaseSettings& databases = options.databases;
     if (const std::string problem = NalimovPathProblem(databases.nalimov); !problem.empty()) {
-        // The engine also looks in the program's own directory.
-        throw InputError((databases.nalimov.empty() ? "endgame databases: " : "--tb: ") + problem);
+        throw InputError("--tb: " + problem);
     }
     if (const std::string problem = ThompsonPathProblem(databases.thompson); !problem.empty()) {
         throw InputError("--thompson: " + problem);

@@ -29,6 +29,7 @@ Player::Player(const PlayOptions& options)
     settings.Set(settings::kUserBookName, options.books.user);
     settings.Set(settings::kBookUse, options.books.Use());
     session_.Load(settings);
+    LeaveOutOwnDamage();
     session_.Start(kEvents);
     OpenBooks();
     OpenDatabases();

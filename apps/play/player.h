@@ -177,6 +177,8 @@ private:
     Reply BookMargin(Words words);
 
     // player_databases.cpp
+    /// Before the engine looks for files. Tells of damage in the program's own directory once.
+    void LeaveOutOwnDamage();
     void OpenDatabases();
     /// What the engine's settings say of the databases, after a change.
     void ReadDatabaseSettings();
@@ -231,6 +233,7 @@ private:
     DatabaseWords words_;
     std::optional<TablebaseValue> root_value_;  ///< of the position that is computed
     std::string told_missing_;                  ///< the last sentence about missing databases
+    std::string told_damage_;                   ///< likewise about damage beside the program
     std::vector<std::string> news_;
 };
 

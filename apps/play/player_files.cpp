@@ -85,6 +85,7 @@ Reply Player::Settings(Words words) {
         }
         if (thinking_) return Refuse(6);
         Halt();
+        LeaveOutOwnDamage();
     }
     SettingsPages pages(engine_, options_.language);
     if (!pages.Change(control, value, &answer)) return Refuse(answer);

@@ -21,6 +21,7 @@
 namespace torval {
 
 int MaxTablebaseMen = 0;
+std::atomic<bool> own_directory_is_searched = true;
 
 namespace {
 
@@ -183,6 +184,8 @@ std::vector<std::string> TablebaseDirectories() {
     const std::string component = ComponentFileName();
     const std::string path = ReadSettingText(NalimovPath);
     const bool blank = path.empty() || static_cast<signed char>(path[0]) <= 32;
+    if (!own_directory_is_searched)
+        return blank ? std::vector<std::string>() : SplitDirectories(path);
     std::string list(DirectoryOf(component));
     if (list.empty()) {
         list = path;

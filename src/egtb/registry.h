@@ -9,6 +9,7 @@
 //          computing thread before it begins.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -21,6 +22,11 @@ namespace torval {
 
 /// Men of the largest class that has a file, kings included; 0 for none.
 extern int MaxTablebaseMen;
+
+/// Whether the component's own directory is searched. A host that has found a damaged file there, for
+/// which the registration would end the process, turns this off before the files are looked for.
+/// Thread: any.
+extern std::atomic<bool> own_directory_is_searched;
 
 /// Forgets all files, searches the component's directory and those of NalimovPath, and lays the
 /// block cache out by CacheSizeMB; without memory for it there is no cache.
@@ -38,6 +44,7 @@ struct FoundFile {
 FoundFile FindTablebaseFile(std::string_view directory, int class_id, int side);
 
 /// The directories that are searched, in this order: the component's own, then those of NalimovPath.
+/// None when the own one is turned off and the path is blank.
 std::vector<std::string> TablebaseDirectories();
 
 /// Looks in one directory for a file of the class and side to move. True when there is one, also
