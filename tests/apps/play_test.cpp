@@ -2,9 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+#include <ext/stdio_filebuf.h>
+
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 #include <thread>
 
@@ -15,6 +19,7 @@
 #include "apps/text.h"
 #include "platform/tick.h"
 #include "support/run_command.h"
+#include "support/uci_dialogue.h"
 
 namespace torval {
 namespace {
@@ -197,6 +202,38 @@ TEST(Play, ObeysWhileTheEngineThinks) {
     const Ran stopped = Play("level infinite\ngo\nstop\nmoves\ngo\nnew\nanalyse\nstop\ngo\n");
     EXPECT_EQ(stopped.code, 0) << stopped.err;
     EXPECT_THAT(stopped.out, HasSubstr("Stopped.\nNo moves yet.\n"));
+}
+
+/// Both outputs of a script that comes through a pipe.
+class FromPipe : public testing::Test {
+protected:
+    UciDialogue dialogue{[](int input, int output) {
+        __gnu_cxx::stdio_filebuf<char> buffer(dup(output), std::ios::out);
+        std::ostream out(&buffer);
+        Console console{std::cin, out, out, false};
+        Player player({});
+        PlayScript(player, console, input);
+    }};
+};
+
+TEST_F(FromPipe, LetsTheEngineThinkWhileNoLineIsThere) {
+    // A single move is answered after three iterations, at this level too.
+    dialogue.Send("level infinite\nfen k7/8/8/8/8/8/5r2/7K w - - 0 1\ngo");
+    EXPECT_THAT(dialogue.Until("1. "), testing::EndsWith(", depth 3)"));
+    dialogue.SendRaw("mo");
+    dialogue.SendRaw("ves\r\n");
+    EXPECT_EQ(dialogue.Until("1. "), "1. Kg1");
+}
+
+TEST_F(FromPipe, CountsALineThatIsTooLongAndTakesALastOneWithoutAnEnd) {
+    dialogue.SendRaw(std::string(3 << 20, ' ') + "e4\n#\nfly\nauto off\ne4");
+    dialogue.End();
+    EXPECT_THAT(dialogue.lines(),
+                testing::ElementsAre("line 1: the line is too long",
+                                     HasSubstr("line 3: 'fly' is neither"),
+                                     HasSubstr("The engine moves only"),
+                                     "1. e4",
+                                     HasSubstr("Opening: ")));
 }
 
 TEST(Play, PondersBetweenTheMoves) {
