@@ -18,6 +18,25 @@ constexpr std::uint16_t kDepthMode = 0;
 constexpr std::uint16_t kInfiniteMode = 6;
 constexpr std::uint16_t kBothClocks = 3;
 
+constexpr const char* kFiftyMoves = "Fifty moves without capture or pawn move: a draw.";
+constexpr const char* kNoMaterial = "Neither side can mate any more: the game is drawn.";
+constexpr const char* kDrawn = "1/2-1/2";
+
+/// The engine's rule: no pawn, and no more than a knight or bishop a side.
+bool NobodyCanMate(const CHSBRD& board) {
+    constexpr int kKnight = 2;
+    constexpr int kBishop = 3;
+    constexpr int kKing = 6;
+    int minor_pieces[2] = {};
+    for (const std::uint8_t code : board.board) {
+        const int type = code & 7;
+        if (type == 0 || type == kKing) continue;
+        if (type != kKnight && type != kBishop) return false;
+        if (++minor_pieces[code & 8 ? 1 : 0] > 1) return false;
+    }
+    return true;
+}
+
 const char* SideName(int side) { return side == 0 ? "White" : "Black"; }
 
 }  // namespace
@@ -70,8 +89,8 @@ void Player::HandleMessage(int id, int side, std::string_view text) {
         case 6: return End("Checkmate. " + winner, white ? "0-1" : "1-0");
         case 7: return End("Stalemate: the game is drawn.", "1/2-1/2");
         case 10: return End("The position is repeated: the game is drawn.", "1/2-1/2");
-        case 13: return End("Fifty moves without capture or pawn move: a draw.", "1/2-1/2");
-        case 14: return End("Neither side can mate any more: the game is drawn.", "1/2-1/2");
+        case 13: return End(kFiftyMoves, kDrawn);
+        case 14: return End(kNoMaterial, kDrawn);
         case 21:
             return End(std::string(SideName(side)) + " has run out of time. " + winner,
                        white ? "0-1" : "1-0");
@@ -104,17 +123,29 @@ CHSBRD Player::Position() const {
     return board;
 }
 
+MoveCounts Player::Counts() const {
+    if (plies_.empty()) return start_counts_;
+    const Ply& last = plies_.back();
+    return CountsAfter(last.move, last.before, last.counts);
+}
+
 void Player::Append(const EVAR& move, const CHSBRD& before, bool by_engine) {
     const Opening* const named = BuiltInOpenings().Find(Position());
-    plies_.push_back(
-        {move, before, AlgebraicText(move, before), by_engine, named ? named : GameOpening()});
+    plies_.push_back({move,
+                      before,
+                      Counts(),
+                      AlgebraicText(move, before),
+                      by_engine,
+                      named ? named : GameOpening()});
     thought_.clear();
+    EndAfterFiftyMoves();
 }
 
 void Player::ForgetGame() {
     plies_.clear();
     tags_.clear();
     start_fen_.clear();
+    start_counts_ = {};
     over_.clear();
     thought_.clear();
     told_missing_.clear();
@@ -122,14 +153,14 @@ void Player::ForgetGame() {
 }
 
 std::string Player::LastMoveText() const {
-    return NumberText(plies_.back().before) + " " + plies_.back().text;
+    return NumberText(plies_.back().before, plies_.back().counts) + " " + plies_.back().text;
 }
 
 std::vector<std::string> Player::MoveLines() const {
     std::vector<std::string> lines;
     for (const Ply& ply : plies_) {
         if (ply.before.color == 0 || lines.empty()) {
-            lines.push_back(NumberText(ply.before) + " " + ply.text);
+            lines.push_back(NumberText(ply.before, ply.counts) + " " + ply.text);
         } else {
             lines.back() += " " + ply.text;
         }
@@ -282,6 +313,20 @@ void Player::FindEnd(bool running) {
     engine_->put_EventMask(kEvents);
 }
 
+void Player::JudgeSetUp() {
+    FindEnd(false);
+    if (!IsOver() && NobodyCanMate(Position())) End(kNoMaterial, kDrawn);
+    EndAfterFiftyMoves();
+}
+
+/// The engine counts from where a position was set up, and says so when it comes to a hundred first.
+void Player::EndAfterFiftyMoves() {
+    constexpr int kHalfMoves = 100;
+    if (IsOver() || Counts().half_moves < kHalfMoves) return;
+    engine_->StopGame();
+    End(kFiftyMoves, kDrawn);
+}
+
 bool Player::SetUp(const std::string& fen, std::string* error) {
     if (fen.empty()) {
         Halt();
@@ -291,14 +336,19 @@ bool Player::SetUp(const std::string& fen, std::string* error) {
     }
     const std::optional<FenPosition> parsed = ParseFen(fen, error);
     if (!parsed) return false;
+    if (!parsed->flaw.empty()) {
+        *error = parsed->flaw;
+        return false;
+    }
     Halt();
-    if (engine_->put_Position(&parsed->board) != S_OK) {
-        *error = "the engine refuses the position";
+    if (const HRESULT result = engine_->put_Position(&parsed->board); result != S_OK) {
+        *error = Refuse(result).lines[0];
         return false;
     }
     ForgetGame();
     // A game begins before the double step that makes an en passant capture possible.
-    start_fen_ = FenText(parsed->board, nullptr);
+    start_counts_ = parsed->counts;
+    start_fen_ = FenText(parsed->board, nullptr, start_counts_);
     if (parsed->double_step.empty()) return true;
     MOVES made;
     if (engine_->DoMove(parsed->double_step.c_str(), &made) != S_OK) {

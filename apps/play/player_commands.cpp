@@ -196,12 +196,10 @@ Reply Player::New(Words words) {
 }
 
 Reply Player::Fen(Words words) {
-    if (words.empty()) {
-        return Done(FenText(Position(), plies_.empty() ? nullptr : &plies_.back().move));
-    }
+    if (words.empty()) return Done(FenText(Position(), LastMove(), Counts()));
     std::string error;
     if (!SetUp(Joined(words), &error)) return Refuse(error);
-    FindEnd(false);
+    JudgeSetUp();
     return Done(Position().color == 0 ? "White to move." : "Black to move.");
 }
 

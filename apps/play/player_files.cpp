@@ -185,7 +185,7 @@ Reply Player::LoadGame(const std::string& path) {
     }
     tags_ = game->tags;
     if (over_.empty()) {
-        FindEnd(false);
+        JudgeSetUp();
         if (over_.empty()) result_ = game->result;
     }
     return Done("Game loaded: " + std::to_string(plies_.size()) + " half-moves.");

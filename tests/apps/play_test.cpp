@@ -92,6 +92,18 @@ INSTANTIATE_TEST_SUITE_P(
             "StalemateByHand", "auto off\nfen 7k/8/6K1/8/8/8/8/5Q2 w - - 0 1\nQf7", "Stalemate"},
         EndCase{"StalemateSetUp", "fen 7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "Stalemate"},
         EndCase{"MateSetUp", "fen 7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", "Checkmate. White wins."},
+        EndCase{"NoMaterialSetUp", "fen 4kb2/8/8/8/8/8/8/4K1N1 w - - 3 9", "Neither side can mate"},
+        EndCase{"FiftyMovesSetUp", "fen 7k/8/6K1/8/8/8/8/6Q1 w - - 100 90", "Fifty moves without"},
+        EndCase{"FiftyMovesButMate", "fen 7k/6Q1/6K1/8/8/8/8/8 b - - 120 90", "Checkmate."},
+        EndCase{"FiftyMovesByHand",
+                "auto off\nfen 4k3/8/8/8/8/8/4P3/4K3 w - - 97 90\nKd2\nKd8\nKe1",
+                "91. Ke1\nFifty moves without"},
+        EndCase{"FiftyMovesByTheEngine",
+                "fen 7k/8/5K2/8/8/8/8/6Q1 w - - 98 80\nKe6",
+                ", depth 2)\nFifty moves without"},
+        EndCase{"MateAtTheFiftiethMove",
+                "auto off\nfen 7k/8/6K1/8/8/8/8/5Q2 w - - 99 80\nQf8",
+                "Qf8#\nCheckmate. White wins."},
         EndCase{"NoMaterial", "fen 7k/8/8/8/8/8/1p6/K5B1 w - - 0 1\nKxb2", "Neither side can mate"},
         EndCase{"Repetition",
                 "auto off\nNf3\nNf6\nNg1\nNg8\nNf3\nNf6\nNg1\nNg8",
@@ -166,6 +178,18 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCommand{"NoCommand", "fly away", "there is no command 'fly'"},
         RefusedCommand{"Ambiguous", "fen 7k/8/8/8/8/8/8/KN3N2 w - - 0 1\nNd2", "Nb1d2"},
         RefusedCommand{"BadFen", "fen 8/8 w - -", "board: 2 ranks"},
+        RefusedCommand{"PawnOnItsLastRank",
+                       "fen P3k3/8/8/8/8/8/8/4K3 w - - 0 1",
+                       "line 1: board: a pawn is on rank 8"},
+        RefusedCommand{"PawnBehindItsFirst",
+                       "fen 4k3/8/8/8/8/8/8/P3K3 w - - 0 1",
+                       "board: a pawn is on rank 1"},
+        RefusedCommand{"KingThatCanBeTaken",
+                       "fen 4k3/8/8/8/8/8/4R3/4K3 w - - 0 1",
+                       "side to move: White could take the king of Black"},
+        RefusedCommand{"KingsTooClose",
+                       "fen 4k3/4K3/8/8/8/8/8/8 b - - 0 1",
+                       "side to move: Black could take the king of White"},
         RefusedCommand{"NothingToTakeBack", "back", "fewer moves"},
         RefusedCommand{"BackNowhere", "back 0", "usage: back"},
         RefusedCommand{"NoHint", "hint", "no hint"},
@@ -254,6 +278,31 @@ TEST(Play, SavesAndLoadsAGame) {
     const std::string moves = loaded.out.substr(loaded.out.find("1... "));
     EXPECT_TRUE(saved.out.ends_with(moves)) << saved.out;
     std::filesystem::remove(file);
+}
+
+TEST(Play, CountsOnFromAFen) {
+    const std::string file = FileFor("counted.pgn");
+    const Ran played = Play(
+        "auto off\nfen 4k3/8/8/8/8/8/4P3/4K2R b K - 47 60\nKd7\nO-O\nfen\nKd8\n"
+        "e3\nfen\nback\nfen\nsave game " +
+        file + "\n");
+    EXPECT_EQ(played.code, 0) << played.err;
+    EXPECT_THAT(played.out,
+                testing::AllOf(
+                    HasSubstr("60... Kd7\n61. O-O\n8/3k4/8/8/8/8/4P3/5RK1 b - - 49 61\n61... Kd8"),
+                    HasSubstr("62. e3\n3k4/8/8/8/8/4P3/8/5RK1 b - - 0 62\n"),
+                    HasSubstr("Back to 61... Kd8\n3k4/8/8/8/8/8/4P3/5RK1 w - - 50 62\n")));
+    std::ostringstream text;
+    text << std::ifstream(file).rdbuf();
+    EXPECT_THAT(text.str(),
+                HasSubstr("[FEN \"4k3/8/8/8/8/8/4P3/4K2R b K - 47 60\"]\n\n"
+                          "60... Kd7 61. O-O Kd8 *\n"));
+    EXPECT_THAT(Play("load game " + file + "\nfen\n").out,
+                testing::EndsWith("\n3k4/8/8/8/8/8/4P3/5RK1 w - - 50 62\n"));
+    std::filesystem::remove(file);
+    // The double step that an en passant square tells of is a move of the game, and a pawn's.
+    EXPECT_THAT(Play("fen 4k3/8/8/3Pp3/8/8/8/4K3 w - e6 7 30\nmoves\nfen\n").out,
+                HasSubstr("29... e5\n4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 30\n"));
 }
 
 TEST(Play, NamesTheOpeningInTheGamesFile) {
