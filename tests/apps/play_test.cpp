@@ -299,6 +299,11 @@ TEST(Play, CountsOnFromAFen) {
                           "60... Kd7 61. O-O Kd8 *\n"));
     EXPECT_THAT(Play("load game " + file + "\nfen\n").out,
                 testing::EndsWith("\n3k4/8/8/8/8/8/4P3/5RK1 w - - 50 62\n"));
+    // What is played on after a hundred half-moves ends as its last move does.
+    std::ofstream(file) << "[FEN \"7k/8/6K1/8/8/8/8/5Q2 w - - 99 80\"]\n\n80. Qf2 Kg8 81. Qf7+ Kh8 "
+                           "82. Qf8# 1-0\n";
+    EXPECT_EQ(Play("load game " + file + "\n").out,
+              "Game loaded: 5 half-moves.\nCheckmate. White wins.\n");
     std::filesystem::remove(file);
     // The double step that an en passant square tells of is a move of the game, and a pawn's.
     EXPECT_THAT(Play("fen 4k3/8/8/3Pp3/8/8/8/4K3 w - e6 7 30\nmoves\nfen\n").out,
