@@ -12,6 +12,8 @@
 
 namespace torval {
 
+std::atomic<bool> own_directory_is_searched = true;
+
 namespace {
 
 std::string InSmallLetters(std::string_view text) {
@@ -42,6 +44,9 @@ std::vector<std::string> TablebaseDirectories() {
     const std::string component = ComponentFileName();
     const std::string path = ReadSettingText(NalimovPath);
     const bool blank = path.empty() || static_cast<signed char>(path[0]) <= 32;
+    if (!own_directory_is_searched) {
+        return blank ? std::vector<std::string>() : SplitDirectories(path);
+    }
     std::string list(DirectoryOf(component));
     if (list.empty()) {
         list = path;

@@ -7,6 +7,7 @@
 // Errors   std::bad_alloc. A directory that is not there holds nothing.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <optional>
 #include <string>
@@ -15,7 +16,13 @@
 
 namespace torval {
 
+/// Whether the component's own directory is searched. A host that has found a damaged file there, for
+/// which the registration would end the process, turns this off before the files are looked for.
+/// Thread: any.
+extern std::atomic<bool> own_directory_is_searched;
+
 /// The directories that are searched, in this order: the component's own, then those of NalimovPath.
+/// None when the own one is turned off and the path is blank.
 std::vector<std::string> TablebaseDirectories();
 
 /// Which files a directory may hold, by their names without regard to capitals.

@@ -101,6 +101,9 @@ TEST_F(RegistryTest, SearchesItsOwnDirectoryAndThenThePath) {
         std::vector<std::string> expected = c.then;
         expected.insert(expected.begin(), fs::path(ComponentFileName()).parent_path().string());
         EXPECT_EQ(TablebaseDirectories(), expected) << c.path;
+        own_directory_is_searched = false;
+        EXPECT_EQ(TablebaseDirectories(), c.then) << c.path;
+        own_directory_is_searched = true;
     }
 }
 
