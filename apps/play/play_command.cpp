@@ -6,6 +6,7 @@
 
 #include "apps/commands.h"
 #include "apps/play/front_ends.h"
+#include "apps/tablebase/table_file.h"
 
 namespace torval {
 
@@ -33,6 +34,9 @@ void RunPlay(PlayArguments arguments, Console& console) {
         // The engine also looks in the program's own directory.
         throw InputError((databases.nalimov.empty() ? "endgame databases: " : "--tb: ") + problem);
     }
+    if (const std::string problem = MissingFolder(databases.nalimov); !problem.empty()) {
+        throw InputError("--tb: " + problem);
+    }
     if (const std::string problem = ThompsonPathProblem(databases.thompson); !problem.empty()) {
         throw InputError("--thompson: " + problem);
     }
@@ -41,6 +45,7 @@ void RunPlay(PlayArguments arguments, Console& console) {
         &console.in == &std::cin && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
     if (terminal) {
         if (!TerminalHasPieces()) options.style.ascii = true;
+        options.asks = true;
         Player player(options);
         PlayTerminal(player);
         return;
@@ -68,12 +73,14 @@ void AddPlayCommand(Subcommand application, Console& console) {
                              "of the settings: en or nl")
         .ValueName("LANGUAGE");
     command.AddOption("--book", &arguments->book, "the main opening book, or none to play without")
+        .TakesNames()
         .ValueName("FILE|none");
     DatabaseSettings* const databases = &options->databases;
     command
         .AddOption("--tb",
                    &databases->nalimov,
                    "use the endgame databases in these directories, \"one;two\"")
+        .TakesNames(kNalimovSeparators)
         .ValueName("PATHS");
     command.AddOption("--tb-cache", &arguments->cache_mb, "memory for their blocks, in MB (4)")
         .InRange(0, kLargestCacheMB)
@@ -82,6 +89,7 @@ void AddPlayCommand(Subcommand application, Console& console) {
         .AddOption("--thompson",
                    &databases->thompson,
                    "take moves from the Thompson databases there; at most 19 characters")
+        .TakesNames(kThompsonSeparators)
         .ValueName("PATHS");
     command.Footer(
         "Type 'help' there to see the commands. In a script, a refused command is\n"
