@@ -28,6 +28,10 @@ public:
             case BookNoMemory: throw std::bad_alloc();
             default: throw InputError("cannot open " + QuoteName(path) + " for writing");
         }
+        if (!Book().HoldsItsBlocks()) {
+            Book().Close();
+            throw std::runtime_error(Damaged());
+        }
         positions_ = Book().Header().Positions();
         entries_ = Book().Header().Entries();
         last_message = 0;
