@@ -49,8 +49,8 @@ constexpr std::string_view kDatabaseForms =
     "tb cache [MB]            memory for their blocks, 0 to 1024\n"
     "tb thompson [DIRS|none]  where the Thompson files are, at most 19 characters\n"
     "Nalimov files, which 'torval tb make' makes, give exact values to the search;\n"
-    "Thompson files give a move at once. A directory with a damaged Nalimov file is\n"
-    "refused.\n";
+    "Thompson files give a move at once. A Nalimov directory that does not exist or\n"
+    "has a damaged file is refused.\n";
 
 /// "on" or "off"; without a word the switch is only told.
 bool ReadSwitch(std::span<const std::string_view> words, bool* value) {

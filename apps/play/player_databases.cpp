@@ -108,8 +108,9 @@ Reply Player::Databases(Words words) {
     if (value == kNone) value.clear();
     if (verb == "thompson") return UseThompsonPath(ExpandHomes(value, kThompsonSeparators));
     value = ExpandHomes(value, kNalimovSeparators);
-    if (const std::string problem = NewPathProblem(kNalimovPathControl, value); !problem.empty()) {
-        return Refuse("the path of the databases stays as it is: " + problem);
+    if (!MissingFolder(value).empty()) {
+        return Refuse("the path of the databases stays as it is: " +
+                      NewPathProblem(kNalimovPathControl, value));
     }
     Reply reply = UseNalimovPath(value, databases_.cache_mb);
     if (!reply.accepted) return reply;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -69,12 +70,14 @@ private:
     static unsigned char Complete(EditLine* editor, int key);
     static unsigned char EndOrDelete(EditLine* editor, int key);
 
+    static int ReadCharacter(EditLine* editor, wchar_t* character);
+
+    void ShowWhatHappened();
     void SetUpEditor();
     /// Shows the prompt and an empty line; without `edits` the terminal is as it was before.
     void Edit(bool edits);
     /// Takes one key, and the line if that ends it.
     void TakeKey();
-    void TakeLine(const std::string& line);
     /// Wipes the prompt and what has been typed behind it; the next line is written there.
     void WipeLine();
     void Enter(std::string_view line);
@@ -126,16 +129,20 @@ void Terminal::Run() {
         if (player_.Wait(STDIN_FILENO, kTickMs)) TakeKey();
         if (interrupted) HandleInterrupt();
         if (player_.HasQuit()) break;
-        // A dialogue alone has the board behind the move that led to it.
-        if (!has_screen_) TellAbove(player_.TakeNews());
-        // Drawing reads the clocks, which is how a side is found to be out of time.
-        if (!covered_) Draw();
-        TellAbove(player_.TakeNews());
+        ShowWhatHappened();
     }
     Edit(false);
     typed_.Write();
     Leave();
     running = nullptr;
+}
+
+void Terminal::ShowWhatHappened() {
+    // A dialogue alone has the board behind the move that led to it.
+    if (!has_screen_) TellAbove(player_.TakeNews());
+    // Drawing reads the clocks, which is how a side is found to be out of time.
+    if (!covered_) Draw();
+    TellAbove(player_.TakeNews());
 }
 
 void Terminal::SetUpEditor() {
@@ -145,6 +152,7 @@ void Terminal::SetUpEditor() {
     el_set(editor, EL_PROMPT, &Terminal::Prompt);
     el_set(editor, EL_EDITOR, "emacs");
     el_set(editor, EL_SIGNAL, 0);
+    el_set(editor, EL_GETCFN, &Terminal::ReadCharacter);
     el_set(editor, EL_HIST, &history, typed_.List());
     el_set(editor, EL_ADDFN, "torval-complete", "Complete the word", &Terminal::Complete);
     el_set(editor, EL_ADDFN, "torval-end", "Delete, or leave", &Terminal::EndOrDelete);
@@ -180,14 +188,10 @@ void Terminal::TakeKey() {
     } else if (typed && count > 0 && typed[count - 1] == '\n') {
         const std::string line(typed, static_cast<std::size_t>(count - 1));
         Edit(false);
-        TakeLine(line);
+        typed_.Remember(line);
+        Enter(line);
         if (!player_.HasQuit()) Edit(true);
     }
-}
-
-void Terminal::TakeLine(const std::string& line) {
-    typed_.Remember(line);
-    Enter(line);
 }
 
 void Terminal::Enter(std::string_view line) {
@@ -262,6 +266,26 @@ void Terminal::Draw() {
 void Terminal::TellHere(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) Write(line + "\n");
     std::fflush(stdout);
+}
+
+/// The Escape key looks like the beginning of another one: the game goes on until that comes.
+int Terminal::ReadCharacter(EditLine*, wchar_t* character) {
+    std::mbstate_t state{};
+    for (;;) {
+        while (!running->player_.Wait(STDIN_FILENO, kTickMs)) {
+            if (interrupted) return -1;
+            running->ShowWhatHappened();
+        }
+        char byte = 0;
+        const ssize_t count = read(STDIN_FILENO, &byte, 1);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return static_cast<int>(count);
+        constexpr auto kMoreBytes = static_cast<std::size_t>(-2);
+        constexpr auto kNoCharacter = static_cast<std::size_t>(-1);
+        const std::size_t used = std::mbrtowc(character, &byte, 1, &state);
+        if (used == kNoCharacter) state = {};
+        if (used != kMoreBytes && used != kNoCharacter) return 1;
+    }
 }
 
 void Terminal::WipeLine() {

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <iomanip>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -49,6 +50,20 @@ std::string LossText(int value) {
     if (value >= kWithPawn) value -= kWithPawn;
     if (value < kLostNow) return "value " + std::to_string(value) + ", of unknown meaning";
     return value == kLostNow ? "lost now" : "lost in " + std::to_string(value - kLostNow);
+}
+
+/// The directories of a Thompson path, all of which must exist.
+std::vector<std::string> DirectoriesOf(const std::string& paths) {
+    std::vector<std::string> directories;
+    std::istringstream list(paths);
+    for (std::string directory; std::getline(list, directory, ';');) {
+        std::error_code error;
+        if (!directory.empty() && !std::filesystem::is_directory(NativeName(directory), error)) {
+            throw InputError("--path: there is no folder " + QuoteName(directory));
+        }
+        directories.push_back(directory);
+    }
+    return directories;
 }
 
 /// The files that could know the position on the board, in the order in which they are asked.
@@ -119,16 +134,7 @@ void ShowThompsonFile(const std::string& file, Console& console) {
 
 void ProbeThompsonPosition(const std::string& fen, const std::string& paths, Console& console) {
     if (paths.empty()) throw InputError("--path names no directory");
-    std::vector<std::string> directories;
-    for (std::size_t begin = 0; begin <= paths.size();) {
-        const std::size_t end = std::min(paths.find(';', begin), paths.size());
-        directories.push_back(paths.substr(begin, end - begin));
-        begin = end + 1;
-        const std::string& directory = directories.back();
-        if (!directory.empty() && !std::filesystem::is_directory(NativeName(directory))) {
-            throw InputError("--path: there is no folder " + QuoteName(directory));
-        }
-    }
+    const std::vector<std::string> directories = DirectoriesOf(paths);
     StartEngine();
     std::string error;
     if (!SetUpFen(fen, &error)) throw InputError(error);
@@ -167,10 +173,10 @@ void ProbeThompsonPosition(const std::string& fen, const std::string& paths, Con
     }
     CloseThompsonFiles();
     if (damaged.empty()) return;
-    std::vector<std::string> quoted;
-    for (const std::string& name : damaged) quoted.push_back(QuoteName(name));
-    throw std::runtime_error("damaged or cut short: " + JoinWords(quoted) +
-                             " (torval thompson verify tells more)");
+    std::string names_of_damaged;
+    for (const std::string& name : damaged) names_of_damaged += QuoteName(name) + ' ';
+    throw std::runtime_error("damaged or cut short: " + names_of_damaged +
+                             "(torval thompson verify tells more)");
 }
 
 }  // namespace torval

@@ -148,9 +148,13 @@ TEST_F(PlayTerminalTest, PlaysCompletesAndRemembers) {
     terminal.Await("level");
     terminal.Type("dep\t2\r");
     terminal.Await("Level: depth 2.");
-    terminal.Type("f3\r");
+    // Escape alone, which the other bytes of a key may follow, stops nothing.
+    terminal.Type("f3\r\x1b");
     terminal.Await("1. f3");
     terminal.Await("1... ");
+    terminal.Type("[A");
+    terminal.Await("f3");
+    terminal.Type("\x15");
     terminal.Type("Ke5\r");
     terminal.Await("Sorry: 'Ke5' is not a legal move.");
     terminal.Type("help\r");
