@@ -67,8 +67,8 @@ public:
 private:
     static Terminal* running;
     static char* Prompt(EditLine*) { return const_cast<char*>(running->prompt_); }
-    static unsigned char Complete(EditLine* editor, int key);
-    static unsigned char EndOrDelete(EditLine* editor, int key);
+    static unsigned char Complete(EditLine* editor, wint_t key);
+    static unsigned char EndOrDelete(EditLine* editor, wint_t key);
 
     static int ReadCharacter(EditLine* editor, wchar_t* character);
 
@@ -154,8 +154,9 @@ void Terminal::SetUpEditor() {
     el_set(editor, EL_SIGNAL, 0);
     el_set(editor, EL_GETCFN, &Terminal::ReadCharacter);
     el_set(editor, EL_HIST, &history, typed_.List());
-    el_set(editor, EL_ADDFN, "torval-complete", "Complete the word", &Terminal::Complete);
-    el_set(editor, EL_ADDFN, "torval-end", "Delete, or leave", &Terminal::EndOrDelete);
+    // Of narrow names the editor makes copies that it never frees.
+    el_wset(editor, EL_ADDFN, L"torval-complete", L"Complete the word", &Terminal::Complete);
+    el_wset(editor, EL_ADDFN, L"torval-end", L"Delete, or leave", &Terminal::EndOrDelete);
     constexpr std::array<std::array<const char*, 2>, 9> kKeys = {{
         {"^I", "torval-complete"},
         {"^D", "torval-end"},
@@ -324,13 +325,13 @@ void Terminal::HandleInterrupt() {
     Edit(true);
 }
 
-unsigned char Terminal::Complete(EditLine* editor, int key) {
+unsigned char Terminal::Complete(EditLine* editor, wint_t key) {
     const LineInfo* const line = el_line(editor);
     const std::string before(line->buffer, line->cursor);
     const std::size_t start = before.find_last_of(' ') + 1;  // nothing found wraps round to 0
     std::vector<std::string> matches = Player::Completions(before.substr(0, start));
     // File names follow where no words do.
-    if (matches.empty()) return _el_fn_complete(editor, key);
+    if (matches.empty()) return _el_fn_complete(editor, static_cast<int>(key));
     const std::string begun = before.substr(start);
     std::erase_if(matches, [&](const std::string& word) { return !word.starts_with(begun); });
     if (matches.empty()) return CC_ERROR;
@@ -348,7 +349,7 @@ unsigned char Terminal::Complete(EditLine* editor, int key) {
     return CC_NORM;
 }
 
-unsigned char Terminal::EndOrDelete(EditLine* editor, int) {
+unsigned char Terminal::EndOrDelete(EditLine* editor, wint_t) {
     const LineInfoW* const line = el_wline(editor);
     if (line->buffer == line->lastchar) {
         running->ended_ = true;
