@@ -157,11 +157,13 @@ void Terminal::SetUpEditor() {
     // Of narrow names the editor makes copies that it never frees.
     el_wset(editor, EL_ADDFN, L"torval-complete", L"Complete the word", &Terminal::Complete);
     el_wset(editor, EL_ADDFN, L"torval-end", L"Delete, or leave", &Terminal::EndOrDelete);
-    constexpr std::array<std::array<const char*, 2>, 9> kKeys = {{
+    constexpr std::array<std::array<const char*, 2>, 11> kKeys = {{
         {"^I", "torval-complete"},
         {"^D", "torval-end"},
         {"^L", "ed-redisplay"},  // its usual command would wipe the board, too
         {"^R", "em-inc-search-prev"},
+        {"\\ex", "ed-unassigned"},  // asks for the editor's own commands
+        {"\\eX", "ed-unassigned"},
         {"\\e[3~", "ed-delete-next-char"},
         {"\\e[H", "ed-move-to-beg"},
         {"\\e[1~", "ed-move-to-beg"},
