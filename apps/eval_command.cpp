@@ -118,7 +118,7 @@ void PrintBookMoves(std::ostream& out) {
 void RunEval(const EvalOptions& options, Console& console) {
     StartEngine();
     UseBook(options.book);
-    UseTablebases(options.tablebases);
+    UseTablebases(options.tablebases, console.err);
     const bool many = !options.position.epd.empty();
     AnswerEach(options.position, console, [&](std::string_view fen) {
         if (options.json) {

@@ -70,6 +70,7 @@ private:
     bool ReadCastling(std::string_view text);
     bool ReadEnPassant(std::string_view text);
     bool ReadCounter(std::size_t field, std::string_view text);
+    void FindFlaw();
 
     template <Side Stepper>
     void GoBackBeforeDoubleStep(int file);
@@ -98,6 +99,7 @@ std::optional<FenPosition> Reader::Read(std::string_view fen) {
     for (std::size_t i = FieldHalfMoves; i < fields.size(); ++i) {
         if (!ReadCounter(i, fields[i])) return std::nullopt;
     }
+    FindFlaw();
     if (!ReadEnPassant(fields[FieldEnPassant])) return std::nullopt;
     return result_;
 }
@@ -192,11 +194,33 @@ bool Reader::ReadCastling(std::string_view text) {
 }
 
 bool Reader::ReadCounter(std::size_t field, std::string_view text) {
-    constexpr std::size_t kMostDigits = 9;
-    if (text.size() > kMostDigits || !std::ranges::all_of(text, IsDigit)) {
+    constexpr int kMost = 999'999'999;
+    int number = 0;
+    if (!std::ranges::all_of(text, IsDigit) || !ReadNumber(text, 0, kMost, &number)) {
         return Fail(field, Quote(text) + " is no number");
     }
+    if (field == FieldHalfMoves) {
+        result_.counts.half_moves = number;
+    } else {
+        // Some programs count from 0.
+        result_.counts.move_number = std::max(number, 1);
+    }
     return true;
+}
+
+void Reader::FindFlaw() {
+    const auto& board = result_.board.board;
+    for (const int rank : {1, 8}) {
+        const auto first = std::begin(board) + 8 * (rank - 1);
+        if (std::any_of(first, first + 8, [](PieceCode code) { return TypeOf(code) == Pawn; })) {
+            result_.flaw = "board: a pawn is on rank " + std::to_string(rank);
+        }
+    }
+    const bool white_moves = result_.board.color == White;
+    if (white_moves ? KingIsAttacked<Black>() : KingIsAttacked<White>()) {
+        result_.flaw = white_moves ? "side to move: White could take the king of Black"
+                                   : "side to move: Black could take the king of White";
+    }
 }
 
 bool Reader::ReadEnPassant(std::string_view text) {
@@ -241,6 +265,8 @@ void Reader::GoBackBeforeDoubleStep(int file) {
     earlier.color = Stepper;
     if (CHSBRD checked = earlier; ValidatePosition(&checked) != StatusOk) return;
     result_.board = earlier;
+    result_.counts.half_moves = 0;
+    if (Stepper == Black) result_.counts.move_number = std::max(result_.counts.move_number - 1, 1);
     const auto letter = static_cast<char>('a' + file);
     result_.double_step = {
         letter, static_cast<char>('1' + origin / 8), letter, static_cast<char>('1' + target / 8)};

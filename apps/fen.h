@@ -1,7 +1,7 @@
 // Positions as people write them: FEN, read into the engine's position record.
 //
 // Range    the four fields that make a position (men, side, castling, en passant) must be there;
-//          the counters may be left out and are only checked for being numbers.
+//          the counters may be left out. The engine takes none of them: hosts count on themselves.
 // Errors   text that names the field and says what is wrong with it; nothing has changed then.
 #pragma once
 
@@ -13,9 +13,21 @@
 
 namespace torval {
 
+/// How a position is counted.
+struct MoveCounts {
+    int half_moves = 0;   ///< since the last capture or pawn move
+    int move_number = 1;  ///< of the move to come
+
+    bool operator==(const MoveCounts&) const = default;
+};
+
 struct FenPosition {
     CHSBRD board;             ///< what to set up
     std::string double_step;  ///< a move to play from there, such as "e2e4", or empty
+    MoveCounts counts;        ///< of `board`
+    /// Why no game leads here, with the field's name, though the engine takes the position: a pawn on
+    /// its last rank or behind its first, or a king that can be taken. Empty for nothing.
+    std::string flaw;
 };
 
 /// Reads a FEN. Where an en passant capture is possible, `board` is the position before the double

@@ -65,11 +65,14 @@ void EnterMoves(std::string_view text) {
 void AnswerLine(std::string_view line,
                 const std::string& place,
                 const std::function<void(std::string_view fen)>& answer) {
-    constexpr std::size_t kFenFields = 4;
+    constexpr std::size_t kNeededFields = 4;
+    constexpr std::size_t kMostFields = 6;
     const std::vector<std::string_view> words = SplitWords(line);
     if (words.empty()) return;
     std::string fen;
-    for (std::size_t i = 0; i < words.size() && i < kFenFields; ++i) {
+    for (std::size_t i = 0; i < words.size() && i < kMostFields; ++i) {
+        // Counters are numbers; anything else begins the line's remarks.
+        if (i >= kNeededFields && words[i].find_first_not_of("0123456789") != words[i].npos) break;
         if (i > 0) fen += ' ';
         fen += words[i];
     }
@@ -140,8 +143,11 @@ void AddTablebaseOption(Subcommand command, std::string* paths) {
         .ValueName("PATHS");
 }
 
-void UseTablebases(const std::string& paths) {
+void UseTablebases(const std::string& paths, std::ostream& err) {
     if (paths.empty()) return;
+    if (const std::string damage = LeaveOutDamagedOwnDirectory(); !damage.empty()) {
+        err << "torval: " << damage << '\n' << std::flush;
+    }
     std::string problem = NalimovPathProblem(paths);
     if (problem.empty()) problem = MissingFolder(paths);
     if (!problem.empty()) throw InputError("--tb: " + problem);

@@ -172,7 +172,7 @@ void RunSearch(const SearchOptions& options, Console& console) {
         StartEngine();
     }
     UseBook(options.book);
-    UseTablebases(options.tablebases);
+    UseTablebases(options.tablebases, console.err);
     SetLevel(options);
     const bool many = !options.position.epd.empty();
     reporter = {.out = &console.out, .start = {}, .heading_due = true};

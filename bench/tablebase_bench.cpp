@@ -7,6 +7,7 @@
 #include <bit>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <memory>
 #include <random>
@@ -112,7 +113,7 @@ void Probe(benchmark::State& state, const char* file, Cache cache) {
     fs::create_directory(folder);
     fs::copy_file(fs::path(TORVAL_TEST_DATA "/reference/tablebase") / file, folder / file);
     StartEngine();
-    UseTablebases(folder.string());
+    UseTablebases(folder.string(), std::cerr);
     CacheSlot one_slot;
     if (cache == Cache::Lacks)
         InitBlockCache(reinterpret_cast<std::byte*>(&one_slot), sizeof one_slot);

@@ -45,6 +45,12 @@ std::string InWords(std::string_view line) {
            " entries, not " + std::string(numbers[0]);
 }
 
+/// What is wrong with the first file that the engine could not use.
+std::string FirstProblem(const std::string& paths) {
+    const std::vector<std::string> problems = TablebaseProblems(paths);
+    return problems.empty() ? std::string() : InWords(problems.front());
+}
+
 }  // namespace
 
 std::string NalimovPathProblem(const std::string& paths) {
@@ -52,14 +58,18 @@ std::string NalimovPathProblem(const std::string& paths) {
         return "it has at most " + std::to_string(kLongestNalimovPath) + " characters, not " +
                std::to_string(paths.size());
     }
-    if (!paths.empty() && SearchedDirectories(paths).size() == 1) {
+    if (paths.empty()) return {};
+    if (IsPassedOver(paths)) {
         return "it cannot begin with a blank or an accented letter; './' in front of it helps";
     }
-    for (const std::string& directory : SearchedDirectories(paths)) {
-        const std::vector<std::string> problems = TablebaseProblems(directory);
-        if (!problems.empty()) return InWords(problems.front());
-    }
-    return {};
+    return FirstProblem(paths);
+}
+
+std::string LeaveOutDamagedOwnDirectory() {
+    const std::string problem = FirstProblem(OwnDirectory());
+    SearchOwnDirectory(problem.empty());
+    if (problem.empty()) return {};
+    return "databases beside the program are not used: " + problem;
 }
 
 std::string ThompsonPathProblem(std::string_view paths) {

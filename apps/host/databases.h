@@ -39,8 +39,14 @@ constexpr bool IsDatabaseControl(std::uint32_t number) {
 std::string NalimovPathProblem(const std::string& paths);
 std::string ThompsonPathProblem(std::string_view paths);
 
+/// The engine also searches the program's own directory, whatever the path. This examines it, has the
+/// engine leave it out while a file there is damaged, and answers a clause that names the file then.
+/// To be called each time before the engine looks for files: before its first start, and before
+/// RegisterNalimovPath or an Apply of the settings page.
+std::string LeaveOutDamagedOwnDirectory();
+
 /// Has the engine search the directories anew, with so much memory for blocks. The engine is started
-/// and computes nothing; the paths have no problem. False when the engine refuses.
+/// and computes nothing; the directories have been examined. False when the engine refuses.
 bool RegisterNalimovPath(IUnknown* engine, const std::string& paths, std::uint32_t cache_mb);
 
 /// Message 20 in a sentence: `volumes` is its text, `paths` where the engine looked.

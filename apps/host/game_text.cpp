@@ -140,14 +140,21 @@ std::string LongText(const EVAR& move) {
     return text;
 }
 
-std::string FenText(const CHSBRD& board, const EVAR* last) {
-    return FenBoard(board) + (board.color == 0 ? " w " : " b ") + FenCastling(board.castle) + " " +
-           FenEnPassant(board, last) + " " + std::to_string(board.fifty_moves) + " " +
-           std::to_string(board.ply_no / 2 + 1);
+MoveCounts CountsAfter(const EVAR& move, const CHSBRD& before, MoveCounts counts) {
+    const bool by_pawn = (move.flags & 7) == kPawn || PromotionOf(move) != 0;
+    counts.half_moves = by_pawn || move.capture ? 0 : counts.half_moves + 1;
+    if (before.color != 0) ++counts.move_number;
+    return counts;
 }
 
-std::string NumberText(const CHSBRD& before) {
-    return std::to_string(before.ply_no / 2 + 1) + (before.color == 0 ? "." : "...");
+std::string FenText(const CHSBRD& board, const EVAR* last, MoveCounts counts) {
+    return FenBoard(board) + (board.color == 0 ? " w " : " b ") + FenCastling(board.castle) + " " +
+           FenEnPassant(board, last) + " " + std::to_string(counts.half_moves) + " " +
+           std::to_string(counts.move_number);
+}
+
+std::string NumberText(const CHSBRD& before, MoveCounts counts) {
+    return std::to_string(counts.move_number) + (before.color == 0 ? "." : "...");
 }
 
 std::optional<int> MovesToMate(int score) {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "apps/fen.h"
 #include "torval/records.h"
 
 namespace torval {
@@ -19,12 +20,16 @@ std::string AlgebraicText(const EVAR& move, const CHSBRD& before);
 /// The move with its whole origin, which needs no annotation: "Ng1f3", "d5xe6", "e7e8Q".
 std::string LongText(const EVAR& move);
 
+/// How the position is counted to which a move in the position `before` leads.
+MoveCounts CountsAfter(const EVAR& move, const CHSBRD& before, MoveCounts counts);
+
 /// FEN of a position. `last` is the move that led to it, null at a start: a double step is how an
-/// en passant square comes about, and it is written where a pawn stands to take.
-std::string FenText(const CHSBRD& board, const EVAR* last);
+/// en passant square comes about, and it is written where a pawn stands to take. The record's own
+/// counters do not matter, since they begin anew where a position was set up.
+std::string FenText(const CHSBRD& board, const EVAR* last, MoveCounts counts);
 
 /// "12." or "12...", for the move made in the position `before`.
-std::string NumberText(const CHSBRD& before);
+std::string NumberText(const CHSBRD& before, MoveCounts counts);
 
 /// Moves (not plies) to mate: positive when the side to move mates, negative when it is mated; none
 /// for a score that is no mate.

@@ -40,6 +40,16 @@ const std::string* FindTag(const PgnGame& game, std::string_view name) {
     return nullptr;
 }
 
+/// Plies before a position, by its FEN; those of the usual start where it does not tell.
+std::size_t FirstPly(std::string_view fen) {
+    constexpr int kMost = 999'999'999;
+    const std::vector<std::string_view> fields = SplitWords(fen);
+    int number = 1;
+    if (fields.size() > 5) (void)ReadNumber(fields[5], 1, kMost, &number);
+    const bool black = fields.size() > 1 && fields[1] == "b";
+    return 2 * static_cast<std::size_t>(number - 1) + (black ? 1 : 0);
+}
+
 /// Walks through the text of one game.
 class Reader {
 public:
@@ -205,7 +215,7 @@ std::string WritePgn(const PgnGame& game) {
     if (!game.fen.empty()) text += TagLine("SetUp", "1") + TagLine("FEN", game.fen);
     text += '\n';
 
-    std::size_t ply = game.fen.find(" b ") == game.fen.npos ? 0 : 1;
+    std::size_t ply = FirstPly(game.fen);
     std::size_t width = 0;
     const auto add = [&](const std::string& word) {
         if (width > 0) text += width + 1 + word.size() < kLineWidth ? ' ' : '\n';

@@ -8,10 +8,11 @@
 
 namespace torval {
 
-/// Reads commands from console.in to its end or 'quit'. Replies and news go to console.out, what is
-/// refused to console.err with its line number. Waits for the engine's move before the next line.
-/// Returns how many commands were refused.
-int PlayScript(Player& player, Console& console);
+/// Reads commands to the end of the input or 'quit', from the descriptor `input`, or from console.in
+/// when that is -1. Replies and news go to console.out, what is refused to console.err with its line
+/// number. Waits for the engine's move before the next line; while a descriptor has no line yet the
+/// engine thinks. Returns how many commands were refused.
+int PlayScript(Player& player, Console& console, int input);
 
 /// Plays in the terminal that is standard input and output, until 'quit' or the end of input.
 void PlayTerminal(Player& player);

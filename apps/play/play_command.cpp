@@ -31,8 +31,7 @@ void RunPlay(PlayArguments arguments, Console& console) {
     }
     DatabaseSettings& databases = options.databases;
     if (const std::string problem = NalimovPathProblem(databases.nalimov); !problem.empty()) {
-        // The engine also looks in the program's own directory.
-        throw InputError((databases.nalimov.empty() ? "endgame databases: " : "--tb: ") + problem);
+        throw InputError("--tb: " + problem);
     }
     if (const std::string problem = MissingFolder(databases.nalimov); !problem.empty()) {
         throw InputError("--tb: " + problem);
@@ -41,9 +40,8 @@ void RunPlay(PlayArguments arguments, Console& console) {
         throw InputError("--thompson: " + problem);
     }
     if (arguments.cache_mb) databases.cache_mb = static_cast<std::uint32_t>(*arguments.cache_mb);
-    const bool terminal =
-        &console.in == &std::cin && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
-    if (terminal) {
+    const int input = &console.in == &std::cin ? STDIN_FILENO : -1;
+    if (input >= 0 && isatty(input) != 0 && isatty(STDOUT_FILENO) != 0) {
         if (!TerminalHasPieces()) options.style.ascii = true;
         options.asks = true;
         Player player(options);
@@ -51,7 +49,7 @@ void RunPlay(PlayArguments arguments, Console& console) {
         return;
     }
     Player player(options);
-    const int refused = PlayScript(player, console);
+    const int refused = PlayScript(player, console, input);
     if (refused == 0) return;
     throw std::runtime_error(refused == 1 ? "a command was refused"
                                           : std::to_string(refused) + " commands were refused");

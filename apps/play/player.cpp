@@ -13,10 +13,29 @@ namespace torval {
 
 namespace {
 
-constexpr std::uint32_t kEvents = EventMainVar | EventMsg | EventPondering;
+constexpr std::uint32_t kEvents = EventMove | EventMainVar | EventMsg | EventPondering;
 constexpr std::uint16_t kDepthMode = 0;
 constexpr std::uint16_t kInfiniteMode = 6;
 constexpr std::uint16_t kBothClocks = 3;
+
+constexpr const char* kFiftyMoves = "Fifty moves without capture or pawn move: a draw.";
+constexpr const char* kNoMaterial = "Neither side can mate any more: the game is drawn.";
+constexpr const char* kDrawn = "1/2-1/2";
+
+/// The engine's rule: no pawn, and no more than a knight or bishop a side.
+bool NobodyCanMate(const CHSBRD& board) {
+    constexpr int kKnight = 2;
+    constexpr int kBishop = 3;
+    constexpr int kKing = 6;
+    int minor_pieces[2] = {};
+    for (const std::uint8_t code : board.board) {
+        const int type = code & 7;
+        if (type == 0 || type == kKing) continue;
+        if (type != kKnight && type != kBishop) return false;
+        if (++minor_pieces[code & 8 ? 1 : 0] > 1) return false;
+    }
+    return true;
+}
 
 const char* SideName(int side) { return side == 0 ? "White" : "Black"; }
 
@@ -29,6 +48,7 @@ Player::Player(const PlayOptions& options)
     settings.Set(settings::kUserBookName, options.books.user);
     settings.Set(settings::kBookUse, options.books.Use());
     session_.Load(settings);
+    LeaveOutOwnDamage();
     session_.Start(kEvents);
     OpenBooks();
     OpenDatabases();
@@ -40,7 +60,11 @@ Player::Player(const PlayOptions& options)
 }
 
 SiteHandlers Player::Handlers() {
+    constexpr std::uint16_t kMoveIsValid = 2;
     SiteHandlers handlers;
+    handlers.move = [this](const W_BOARD& change) {
+        if (change.Mask & kMoveIsValid) made_ = change.move;
+    };
     handlers.line = [this](const MAINVAR& line) { HandleLine(line); };
     handlers.message = [this](int id, int p1, int, std::string_view text) {
         HandleMessage(id, p1, text);
@@ -65,8 +89,8 @@ void Player::HandleMessage(int id, int side, std::string_view text) {
         case 6: return End("Checkmate. " + winner, white ? "0-1" : "1-0");
         case 7: return End("Stalemate: the game is drawn.", "1/2-1/2");
         case 10: return End("The position is repeated: the game is drawn.", "1/2-1/2");
-        case 13: return End("Fifty moves without capture or pawn move: a draw.", "1/2-1/2");
-        case 14: return End("Neither side can mate any more: the game is drawn.", "1/2-1/2");
+        case 13: return End(kFiftyMoves, kDrawn);
+        case 14: return End(kNoMaterial, kDrawn);
         case 21:
             return End(std::string(SideName(side)) + " has run out of time. " + winner,
                        white ? "0-1" : "1-0");
@@ -99,17 +123,29 @@ CHSBRD Player::Position() const {
     return board;
 }
 
+MoveCounts Player::Counts() const {
+    if (plies_.empty()) return start_counts_;
+    const Ply& last = plies_.back();
+    return CountsAfter(last.move, last.before, last.counts);
+}
+
 void Player::Append(const EVAR& move, const CHSBRD& before, bool by_engine) {
     const Opening* const named = BuiltInOpenings().Find(Position());
-    plies_.push_back(
-        {move, before, AlgebraicText(move, before), by_engine, named ? named : GameOpening()});
+    plies_.push_back({move,
+                      before,
+                      Counts(),
+                      AlgebraicText(move, before),
+                      by_engine,
+                      named ? named : GameOpening()});
     thought_.clear();
+    EndAfterFiftyMoves();
 }
 
 void Player::ForgetGame() {
     plies_.clear();
     tags_.clear();
     start_fen_.clear();
+    start_counts_ = {};
     over_.clear();
     thought_.clear();
     told_missing_.clear();
@@ -118,14 +154,14 @@ void Player::ForgetGame() {
 }
 
 std::string Player::LastMoveText() const {
-    return NumberText(plies_.back().before) + " " + plies_.back().text;
+    return NumberText(plies_.back().before, plies_.back().counts) + " " + plies_.back().text;
 }
 
 std::vector<std::string> Player::MoveLines() const {
     std::vector<std::string> lines;
     for (const Ply& ply : plies_) {
         if (ply.before.color == 0 || lines.empty()) {
-            lines.push_back(NumberText(ply.before) + " " + ply.text);
+            lines.push_back(NumberText(ply.before, ply.counts) + " " + ply.text);
         } else {
             lines.back() += " " + ply.text;
         }
@@ -176,6 +212,19 @@ bool Player::Wait(int input, int timeout_ms) {
     return readable;
 }
 
+/// What a found move is based on, for its remark. Asked before the move is made.
+std::string Player::Origin(const MAINVAR& found) {
+    if (found.depth == kDatabaseDepth) return ScoreWords(found) + ", Thompson databases";
+    const std::string depth = ", depth " + std::to_string(found.depth);
+    if (found.depth != 0) return ScoreWords(found) + depth;
+    // Without a search the move comes from a book, or the level allows none, or it was already found
+    // while the other side thought.
+    if (found.score == 0 && IsFromBook(found.bstvar[0])) return "book";
+    LEVEL level;
+    engine_->get_LEVEL(&level);
+    return ScoreWords(found) + (level.depth1 > 0 ? ", foreseen" : depth);
+}
+
 void Player::PlayFound() {
     thinking_ = hurry_ = false;
     const MAINVAR found = *final_;
@@ -193,6 +242,7 @@ void Player::PlayFound() {
         }
         return;
     }
+    std::string origin = Origin(found);
     MOVES made;
     const std::size_t news = news_.size();
     const std::string text = EntryText(CoordinateText(found.bstvar[0]));
@@ -202,11 +252,6 @@ void Player::PlayFound() {
         return;
     }
     Append(made.MOVES[0], before, true);
-    // Without a search the move comes from a book, which has no score, or was already found while
-    // the other side thought.
-    std::string origin = ScoreWords(found) + ", depth " + std::to_string(found.depth);
-    if (found.depth == kDatabaseDepth) origin = ScoreWords(found) + ", Thompson databases";
-    if (found.depth == 0) origin = found.score == 0 ? "book" : ScoreWords(found) + ", foreseen";
     // What the move led to was told while it was made, and comes after it.
     news_.insert(news_.begin() + static_cast<std::ptrdiff_t>(news),
                  LastMoveText() + "  (" + origin + ")");
@@ -269,6 +314,20 @@ void Player::FindEnd(bool running) {
     engine_->put_EventMask(kEvents);
 }
 
+void Player::JudgeSetUp() {
+    FindEnd(false);
+    if (!IsOver() && NobodyCanMate(Position())) End(kNoMaterial, kDrawn);
+    EndAfterFiftyMoves();
+}
+
+/// The engine counts from where a position was set up, and says so when it comes to a hundred first.
+void Player::EndAfterFiftyMoves() {
+    constexpr int kHalfMoves = 100;
+    if (IsOver() || Counts().half_moves < kHalfMoves) return;
+    engine_->StopGame();
+    End(kFiftyMoves, kDrawn);
+}
+
 bool Player::SetUp(const std::string& fen, std::string* error) {
     if (fen.empty()) {
         Halt();
@@ -278,14 +337,19 @@ bool Player::SetUp(const std::string& fen, std::string* error) {
     }
     const std::optional<FenPosition> parsed = ParseFen(fen, error);
     if (!parsed) return false;
+    if (!parsed->flaw.empty()) {
+        *error = parsed->flaw;
+        return false;
+    }
     Halt();
-    if (engine_->put_Position(&parsed->board) != S_OK) {
-        *error = "the engine refuses the position";
+    if (const HRESULT result = engine_->put_Position(&parsed->board); result != S_OK) {
+        *error = Refuse(result).lines[0];
         return false;
     }
     ForgetGame();
     // A game begins before the double step that makes an en passant capture possible.
-    start_fen_ = FenText(parsed->board, nullptr);
+    start_counts_ = parsed->counts;
+    start_fen_ = FenText(parsed->board, nullptr, start_counts_);
     if (parsed->double_step.empty()) return true;
     MOVES made;
     if (engine_->DoMove(parsed->double_step.c_str(), &made) != S_OK) {

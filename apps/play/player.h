@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/fen.h"
 #include "apps/host/books.h"
 #include "apps/host/databases.h"
 #include "apps/host/openings.h"
@@ -84,6 +85,7 @@ private:
     struct Ply {
         EVAR move;
         CHSBRD before;
+        MoveCounts counts;  ///< of the position before
         std::string text;
         bool by_engine;
         const Opening* opening;  ///< the last named position up to here, or null
@@ -124,6 +126,7 @@ private:
     void HandleMessage(int id, int side, std::string_view text);
     void End(const std::string& sentence, const char* result);
     CHSBRD Position() const;
+    MoveCounts Counts() const;
     void Append(const EVAR& move, const CHSBRD& before, bool by_engine);
     void ForgetGame();
     /// The move's number and text, as the last line of the move list has it.
@@ -133,6 +136,7 @@ private:
     std::string ScoreWords(const MAINVAR& line) const;
     std::string LineText(const MAINVAR& line) const;
     HRESULT Think();
+    std::string Origin(const MAINVAR& found);
     void PlayFound();
     void Ponder();
     /// Ends whatever the engine computes, without a move.
@@ -141,6 +145,9 @@ private:
     void SettleEnd();
     /// Tells whether a side without a legal move is to move, and ends the game then.
     void FindEnd(bool running);
+    /// Ends a game that is drawn where it was set up or left.
+    void JudgeSetUp();
+    void EndAfterFiftyMoves();
     /// Sets up what a game begins from: a FEN, or nothing for the usual start.
     bool SetUp(const std::string& fen, std::string* error);
     static Reply Done(std::string line = {});
@@ -171,6 +178,8 @@ private:
 
     // player_books.cpp
     void OpenBooks();
+    HRESULT AskBooks(W_BOOKMOVES2* moves);
+    bool IsFromBook(const EVAR& move);
     void ChangeSetting(const NumberSetting& setting, std::uint32_t value);
     Reply Book(Words words);
     Reply ListBook();
@@ -182,6 +191,8 @@ private:
     Reply BookMargin(Words words);
 
     // player_databases.cpp
+    /// Before the engine looks for files. Tells of damage in the program's own directory once.
+    void LeaveOutOwnDamage();
     void OpenDatabases();
     /// What the engine's settings say of the databases, after a change.
     void ReadDatabaseSettings();
@@ -216,7 +227,8 @@ private:
     Session session_;
     IChessEngine2* engine_;
 
-    std::string start_fen_;  ///< empty for the usual start
+    std::string start_fen_;    ///< empty for the usual start
+    MoveCounts start_counts_;  ///< of the position that the game begins from
     std::vector<Ply> plies_;
     std::vector<std::pair<std::string, std::string>> tags_;  ///< of a game that was loaded
     std::string result_ = "*";
@@ -234,12 +246,14 @@ private:
     bool analysing_ = false;
     bool hurry_ = false;  ///< the player wants the move now
     std::optional<MAINVAR> final_;
+    EVAR made_{};  ///< the last move that the engine has told as made
     std::string thought_;
 
     DatabaseSettings databases_;
     DatabaseWords words_;
     std::optional<TablebaseValue> root_value_;  ///< of the position that is computed
     std::string told_missing_;                  ///< the last sentence about missing databases
+    std::string told_damage_;                   ///< likewise about damage beside the program
     std::vector<std::string> news_;
 };
 

@@ -1,6 +1,8 @@
 #include "apps/host/book_text.h"
+#include "apps/host/move_text.h"
 #include "apps/play/player.h"
 #include "apps/text.h"
+#include "torval/apartment.h"
 
 namespace torval {
 
@@ -41,6 +43,35 @@ constexpr const char* kUsage =
     "usage: book [on|off|main|user|both | add [N] [SCORE] | delete [N] | exclude | mode MODE | "
     "margin N]; 'help book' tells more";
 
+/// Whether the engine may choose a move from these books. Any move of theirs will do that is not
+/// excluded, since one too far below the best is never drawn; by score, though, none is drawn where
+/// all are equal. A move of the user's hides those of the main book.
+bool BooksPlay(const EVAR& move,
+               const W_BOOKMOVES2& book,
+               const SettingsImage& image,
+               std::uint16_t plies_played) {
+    constexpr std::uint32_t kLeastLimit = 2;
+    constexpr std::uint32_t kBothTogether = 128;
+    constexpr std::uint32_t kByScore = 2;
+    constexpr std::uint8_t kFromUser = 0x20;
+    constexpr std::uint8_t kExcluded = 0x40;
+    const std::uint32_t limit = image.Get(settings::kBookPlyLimit);
+    if (limit >= kLeastLimit && plies_played >= limit) return false;
+    std::span<const BMOVE2> moves(book.MOVES, book.NmbrOfMoves);
+    const bool hides = !(image.Get(settings::kBookUse) & kBothTogether) && !moves.empty() &&
+                       (moves[0].flag & kFromUser);
+    bool found = false;
+    std::optional<int> score;
+    bool scores_differ = false;
+    for (const BMOVE2& known : moves) {
+        if ((known.flag & kExcluded) || (hides && !(known.flag & kFromUser))) continue;
+        found |= SameMove(known.move, move);
+        scores_differ |= score && *score != known.score;
+        score = known.score;
+    }
+    return found && (scores_differ || image.Get(settings::kBookMode) != kByScore);
+}
+
 std::string LastMoves(int count) {
     return count == 1 ? "the last half-move" : "the last " + std::to_string(count) + " half-moves";
 }
@@ -54,6 +85,30 @@ void Player::OpenBooks() {
     if (books.user.empty()) return;
     const HRESULT result = engine_->SelectBook(books.user.c_str());
     if (result != S_OK) news_.push_back("Note: " + BookProblem(books.user, result) + ".");
+}
+
+/// Asks for the books' moves in the present position; 6 while the engine computes.
+HRESULT Player::AskBooks(W_BOOKMOVES2* moves) {
+    Ref<IChessBook> book;
+    HRESULT result = engine_->QueryInterface(IID_IChessBook, book.ReceiveVoid());
+    if (result == S_OK) result = book->GetBookMoves(moves);
+    return result == S_OK ? HRESULT{moves->iStatus} : result;
+}
+
+/// Whether the books chose the move with which a computation in the present position has ended. They
+/// are asked before anything else, so they did if they play the move at all.
+bool Player::IsFromBook(const EVAR& move) {
+    // Just behind a final record the engine's thread may still be on its way back from it.
+    constexpr int kTries = 100;
+    constexpr std::uint32_t kStepMs = 10;
+    W_BOOKMOVES2 book{};
+    HRESULT result = AskBooks(&book);
+    for (int i = 0; result == 6 && i < kTries; ++i) {
+        WaitForMessage(kStepMs);
+        PumpMessages();
+        result = AskBooks(&book);
+    }
+    return result == S_OK && BooksPlay(move, book, SettingsImage::Of(engine_), Position().ply_no);
 }
 
 /// Changes settings of the engine while it runs; those that a start fixes stay.
@@ -85,11 +140,8 @@ Reply Player::Book(Words words) {
 }
 
 Reply Player::ListBook() {
-    Ref<IChessBook> book;
     W_BOOKMOVES2 moves{};
-    HRESULT result = engine_->QueryInterface(IID_IChessBook, book.ReceiveVoid());
-    if (result == S_OK) result = book->GetBookMoves(&moves);
-    if (result == S_OK) result = moves.iStatus;
+    const HRESULT result = AskBooks(&moves);
     // While it ponders the engine has no list of moves to compare the book's with.
     if (result == 6 && !thinking_) return Refuse("the engine is thinking: 'stop' first");
     return result == S_OK ? Reply{true, BookLines(moves, Position())} : Refuse(result);

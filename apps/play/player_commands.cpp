@@ -205,12 +205,10 @@ Reply Player::New(Words words) {
 }
 
 Reply Player::Fen(Words words) {
-    if (words.empty()) {
-        return Done(FenText(Position(), plies_.empty() ? nullptr : &plies_.back().move));
-    }
+    if (words.empty()) return Done(FenText(Position(), LastMove(), Counts()));
     std::string error;
     if (!SetUp(Joined(words), &error)) return Refuse(error);
-    FindEnd(false);
+    JudgeSetUp();
     return Done(Position().color == 0 ? "White to move." : "Black to move.");
 }
 
@@ -269,7 +267,7 @@ Reply Player::Hint(Words words) {
                                  : "the engine has no hint here; 'analyse' finds one");
     }
     if (result != S_OK) return Refuse(result);
-    return Done("Perhaps " + LongText(move) + ".");
+    return Done("Perhaps " + AlgebraicText(move, Position()) + ".");
 }
 
 Reply Player::Next(Words words) {
@@ -289,7 +287,8 @@ Reply Player::Next(Words words) {
     pondering_ = analysing_ = false;
     const CHSBRD before = plies_.back().before;
     plies_.pop_back();
-    Append(move, before, true);
+    // What the method answers with lacks the marks that the notation needs.
+    Append(made_, before, true);
     return Done(LastMoveText());
 }
 

@@ -14,6 +14,12 @@ constexpr const char* kUsage =
 
 }  // namespace
 
+void Player::LeaveOutOwnDamage() {
+    const std::string damage = LeaveOutDamagedOwnDirectory();
+    if (!damage.empty() && damage != told_damage_) news_.push_back("Note: " + damage + ".");
+    told_damage_ = damage;
+}
+
 /// Hands over what the player was begun with.
 void Player::OpenDatabases() {
     const DatabaseSettings& wanted = options_.databases;
@@ -44,6 +50,7 @@ Reply Player::UseNalimovPath(const std::string& paths, std::uint32_t cache_mb) {
         return Refuse("the path of the databases stays as it is: " + problem);
     }
     Halt();
+    LeaveOutOwnDamage();
     if (!RegisterNalimovPath(engine_, paths, cache_mb)) {
         return Refuse("the engine refuses the change");
     }

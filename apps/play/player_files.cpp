@@ -85,6 +85,7 @@ Reply Player::Settings(Words words) {
         }
         if (thinking_) return Refuse(6);
         Halt();
+        LeaveOutOwnDamage();
     }
     SettingsPages pages(engine_, options_.language);
     if (!pages.Change(control, value, &answer)) return Refuse(answer);
@@ -204,7 +205,7 @@ Reply Player::LoadGame(const std::string& path) {
     }
     tags_ = game->tags;
     if (over_.empty()) {
-        FindEnd(false);
+        JudgeSetUp();
         if (over_.empty()) result_ = game->result;
     }
     return Done("Game loaded: " + std::to_string(plies_.size()) + " half-moves.");
@@ -256,7 +257,14 @@ void Player::Restore(const Kept& kept) {
 bool Player::Replay(const PgnGame& game, std::string* error) {
     if (!SetUp(game.fen, error)) return false;
     // A game given by a position with an en passant square begins with the double step.
+    const auto forget_end = [this] {
+        over_.clear();
+        result_ = "*";
+        news_.clear();
+    };
     for (const std::string& text : game.moves) {
+        // Drawn games may have gone on; only how the last move leaves it counts.
+        forget_end();
         const CHSBRD before = Position();
         MOVES made;
         if (EnterPgnMove(engine_, text, &made) != S_OK) {
@@ -264,12 +272,8 @@ bool Player::Replay(const PgnGame& game, std::string* error) {
                      " cannot be played";
             return false;
         }
-        // Drawn games may have gone on; only how the last move leaves it counts.
-        if (made.iStatus == 0 || &text != &game.moves.back()) {
-            over_.clear();
-            result_ = "*";
-            news_.clear();
-        }
+        // Nor does a clock end it that ran out meanwhile.
+        if (made.iStatus == 0) forget_end();
         Append(made.MOVES[0], before, false);
     }
     // Nobody's clock runs until a move is made here.

@@ -102,7 +102,7 @@ int MenOf(int class_id) {
 void ProbePosition(const std::string& fen, const std::string& paths, Console& console) {
     if (paths.empty()) throw InputError("--tb names no directory");
     StartEngine();
-    UseTablebases(paths);
+    UseTablebases(paths, console.err);
     const auto board = ReadSmallBoard(fen);
     const TablebaseValue value = board ? ValueOf(*board, ReadTablebaseValue) : kUnknownValue;
     TableReader reader(SearchedDirectories(paths));
@@ -129,7 +129,7 @@ void ProbePosition(const std::string& fen, const std::string& paths, Console& co
 
 void ListTables(const std::string& paths, Console& console) {
     StartEngine();
-    UseTablebases(paths);
+    UseTablebases(paths, console.err);
     int files = 0;
     for (int id = 1; id < kClasses; ++id) {
         for (int side = 0; side < SidesOf(id); ++side) {

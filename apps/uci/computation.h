@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/host/line_io.h"
 #include "apps/uci/command.h"
-#include "apps/uci/line_io.h"
 #include "apps/uci/time_budget.h"
 #include "torval/engine.h"
 

@@ -78,8 +78,7 @@ constexpr std::string_view kEmptyText = "<empty>";
 constexpr std::uint32_t kUseMainBook = 1;
 constexpr std::uint32_t kUseUserBook = 2;
 
-constexpr const char* kTooLate =
-    " would have to be set before the first isready, ucinewgame, position or go";
+constexpr const char* kTooLate = " would have to be set before the first position or go";
 
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "apps/host/line_io.h"
 #include "apps/host/settings_image.h"
-#include "apps/uci/line_io.h"
 
 namespace torval {
 

@@ -7,13 +7,13 @@
 #include "apps/fen.h"
 #include "apps/host/books.h"
 #include "apps/host/databases.h"
+#include "apps/host/line_io.h"
 #include "apps/host/session.h"
 #include "apps/tablebase/table_file.h"
 #include "apps/text.h"
 #include "apps/uci/command.h"
 #include "apps/uci/computation.h"
 #include "apps/uci/game.h"
-#include "apps/uci/line_io.h"
 #include "apps/uci/options.h"
 
 namespace torval {
@@ -54,7 +54,7 @@ private:
     void Start();
     void FinishSearch();
     void OpenBookFile();
-    void DropDamagedPath();
+    void LeaveOutDamage();
     void UseNalimovPath();
     void HeardMessage(int id, std::string_view text);
     void SetOption(const Command& command);
@@ -72,6 +72,7 @@ private:
     ProtocolGame game_;
     ProtocolOptions options_;
     DatabaseWords words_;
+    std::string told_damage_;         ///< what was last said of the program's own directory
     std::string fen_ = kStartFen;     ///< as the last `position` had it
     std::vector<std::string> moves_;  ///< likewise
     bool debug_ = false;
@@ -115,15 +116,11 @@ void UciLoop::Handle(const Command& command) {
             writer_.Write("uciok");
             break;
         case CommandKind::Debug: debug_ = command.debug_on; break;
-        case CommandKind::IsReady:
-            Start();
-            writer_.Write("readyok");
-            break;
+        case CommandKind::IsReady: writer_.Write("readyok"); break;
         case CommandKind::SetOption: SetOption(command); break;
         case CommandKind::NewGame:
             FinishSearch();
-            Start();
-            game_.Renew();
+            if (session_.started()) game_.Renew();
             fen_ = kStartFen;
             moves_.clear();
             break;
@@ -137,12 +134,13 @@ void UciLoop::Handle(const Command& command) {
     }
 }
 
-/// The first time: all options that were set by now become one stream of settings.
+/// The first time: all options that were set by now become one stream of settings. Only what needs
+/// the engine comes here, since some options count no more once it has started.
 void UciLoop::Start() {
     if (session_.started()) return;
     const BookFiles books = PrepareMainBook();
     options_.SetMainBook(books.main);
-    DropDamagedPath();
+    LeaveOutDamage();
     session_.Load(options_.image());
     session_.Start(EventMainVar | EventNextMove | EventMsg);
     options_.Fix(SettingsImage::Of(session_.engine()));
@@ -161,8 +159,12 @@ void UciLoop::OpenBookFile() {
     if (result != S_OK) Remark(BookProblem(file, result));
 }
 
-/// What was sound when it was named may have been damaged since, and would end the process.
-void UciLoop::DropDamagedPath() {
+/// The engine would end the process for a damaged file, in its own directory or in one that was sound
+/// when it was named.
+void UciLoop::LeaveOutDamage() {
+    const std::string own = LeaveOutDamagedOwnDirectory();
+    if (own != told_damage_) Remark(own);
+    told_damage_ = own;
     const std::string problem = NalimovPathProblem(options_.image().NalimovPath());
     if (problem.empty()) return;
     Remark("NalimovPath is empty now: " + problem);
@@ -172,7 +174,7 @@ void UciLoop::DropDamagedPath() {
 /// Only here, and at the first start in the process, the engine looks for files.
 void UciLoop::UseNalimovPath() {
     if (!options_.TakeNalimovChange()) return;
-    DropDamagedPath();
+    LeaveOutDamage();
     (void)options_.TakeNalimovChange();  // dropping it was a change, too
     const SettingsImage& image = options_.image();
     const std::string paths = image.NalimovPath();

@@ -37,13 +37,14 @@ inline constexpr std::uint32_t kMessageQuit = 18;
 inline constexpr std::uint32_t kMessageTimer = 275;
 
 /// Gives the thread a queue; calls nest, each is matched by a LeaveApartment. S_FALSE: it had one.
+/// E_OUTOFMEMORY: it has none.
 TORVAL_API HRESULT EnterApartment();
 /// Ends the queue: calls that wait for this thread fail, objects it lent to others are given back.
 TORVAL_API void LeaveApartment();
 
 TORVAL_API ThreadId CurrentThread();
 
-/// False: the thread has no apartment (any more).
+/// False: the thread has no apartment (any more), or there is no memory for the message.
 TORVAL_API bool PostThreadMessage(ThreadId thread,
                                   std::uint32_t id,
                                   std::uint64_t wparam,

@@ -59,8 +59,9 @@ protected:
 
 class IChessEngine : public IUnknown {
 public:
-    /// E_UNEXPECTED before InitNew or Load; S_FALSE when this thread has a site already; else what
-    /// the site answers when it is asked for IChessEngineSite.
+    /// E_UNEXPECTED before InitNew or Load; S_FALSE when this thread has a site already;
+    /// RPC_E_WRONG_THREAD while the engine is started on another thread; E_OUTOFMEMORY; else what the
+    /// site answers when it is asked for IChessEngineSite.
     virtual HRESULT Start(IUnknown* pSite) = 0;
     virtual HRESULT Stop() = 0;
     /// 6, 7, 8, 9, 21, 22. *pResult holds the matching moves, after S_OK the move as made.

@@ -1,7 +1,10 @@
 #include "book/books.h"
 
+#include <array>
 #include <cstring>
 #include <iterator>
+#include <new>
+#include <string>
 #include <string_view>
 
 #include "board/legality.h"
@@ -27,13 +30,16 @@ std::string BookPath(std::string_view name) {
 
 /// With the lock held.
 int OpenBothBooks() {
+    // Without the memory for a name both books stay as they are.
+    const std::string main_path = BookPath(BookName(MainBook));
+    const std::string_view user_name = BookName(UserBook);
+    const std::string user_path = user_name.empty() ? std::string() : BookPath(user_name);
     BookFile& main_book = book_manager.books[MainBook];
     if (!main_book.IsOpen()) {
-        const int opened = main_book.Open(BookPath(BookName(MainBook)));
+        const int opened = main_book.Open(main_path);
         if (opened != BookOpened) return opened;
     }
-    const std::string_view name = BookName(UserBook);
-    return book_manager.books[UserBook].Open(name.empty() ? std::string() : BookPath(name));
+    return book_manager.books[UserBook].Open(user_path);
 }
 
 BookResult<BookEntries> EntriesFor(BookFile* book, const BMOVE*) { return book->GetEntries4(); }
@@ -105,8 +111,15 @@ int SelectBook(const char* name) {
     const std::size_t length = std::strlen(name);
     if (length < 1 || length >= sizeof settings_block.UserBookName) return StatusBadText;
     const BookOperation operation;
+    std::array<char, sizeof settings_block.UserBookName> old_name;
+    std::memcpy(old_name.data(), settings_block.UserBookName, old_name.size());
     std::memcpy(settings_block.UserBookName, name, length + 1);
-    return OpenBothBooks();
+    try {
+        return OpenBothBooks();
+    } catch (const std::bad_alloc&) {
+        std::memcpy(settings_block.UserBookName, old_name.data(), old_name.size());
+        throw;
+    }
 }
 
 void CollectBookMoves(const MoveList& legal, W_BOOKMOVES* moves) { Collect(legal, moves); }
@@ -124,18 +137,26 @@ MoveEntry* FindBookMove(Link head, const BookEntry& stored) {
 }
 
 BookOperation::~BookOperation() {
+    // A host that is told may select another book: what is sent is as it was before.
+    std::array<int, 2> endless_chains;
+    std::array<std::array<char, sizeof settings_block.MainBookName>, 2> names;
     for (const BookIndex index : {UserBook, MainBook}) {
-        const int chains = book_manager.books[index].TakeEndlessChains();
-        for (int i = 0; i < chains; ++i) pending_.push_back({MsgBookDamaged, BookName(index)});
+        endless_chains[index] = book_manager.books[index].TakeEndlessChains();
+        std::memcpy(names[index].data(), BookName(index), names[index].size());
     }
     lock_.unlock();
-    for (const Pending& one : pending_) NotifyMsg(one.message, 0, one.book.c_str());
+    if (message_ != 0) NotifyMsg(message_, 0, names[about_].data());
+    for (const BookIndex index : {UserBook, MainBook}) {
+        for (int i = 0; i < endless_chains[index]; ++i) {
+            NotifyMsg(MsgBookDamaged, 0, names[index].data());
+        }
+    }
 }
 
 void BookOperation::Report(int message, BookErrorCode error) {
     constexpr int kFirstSystemError = 0x100;
-    const bool main = static_cast<int>(error) >= kFirstSystemError;
-    pending_.push_back({message, BookName(main ? MainBook : UserBook)});
+    message_ = message;
+    about_ = static_cast<int>(error) >= kFirstSystemError ? MainBook : UserBook;
 }
 
 void BookOperation::ReportReading(BookErrorCode error) { Report(MsgBookNotReadable, error); }

@@ -12,10 +12,7 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <mutex>
-#include <string>
-#include <vector>
 
 #include "board/move_list.h"
 #include "book/book_file.h"
@@ -68,14 +65,11 @@ public:
     void ReportEditing(BookErrorCode error);
 
 private:
-    struct Pending {
-        int message;
-        std::string book;
-    };
     void Report(int message, BookErrorCode error);
 
     std::unique_lock<std::mutex> lock_;
-    std::vector<Pending> pending_;
+    int message_ = 0;  ///< of the error that ended the operation, 0 for none
+    BookIndex about_ = MainBook;
 };
 
 }  // namespace torval

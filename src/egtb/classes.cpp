@@ -1,6 +1,6 @@
 #include "egtb/classes.h"
 
-#include <unordered_map>
+#include <algorithm>
 
 namespace torval {
 
@@ -103,7 +103,7 @@ constexpr std::array<TablebaseClass, kClasses> BuildClasses() {
 }
 
 /// Three bits for each count. More than 7 of a kind are no class's, and must not look like one.
-std::uint32_t Pack(const MenCounts& first, const MenCounts& second) {
+constexpr std::uint32_t Pack(const MenCounts& first, const MenCounts& second) {
     std::uint32_t packed = 0;
     for (const MenCounts& men : {first, second}) {
         for (unsigned type = Pawn; type <= Queen; ++type) {
@@ -122,6 +122,30 @@ static_assert(kTablebaseClasses[kFirstFiveMen].Name() == "kppkp");
 static_assert(kTablebaseClasses[kFirstSixMen].Name() == "knnknn");
 static_assert(kTablebaseClasses[kClasses - 1].Name() == "kqqqkq");
 
+namespace {
+
+/// A class by the men of both sides; negative when the class names them the other way round.
+struct ClassOfMen {
+    std::uint32_t men = 0;
+    int class_id = 0;
+};
+
+/// By men; where both sides have the same men, the class as named comes first.
+constexpr auto kClassesByMen = [] {
+    std::array<ClassOfMen, 2 * (kClasses - 1)> list;
+    for (std::size_t id = 1; id < kTablebaseClasses.size(); ++id) {
+        const auto& men = kTablebaseClasses[id].men;
+        list[2 * id - 2] = {Pack(men[0], men[1]), static_cast<int>(id)};
+        list[2 * id - 1] = {Pack(men[1], men[0]), -static_cast<int>(id)};
+    }
+    std::ranges::sort(list, [](const ClassOfMen& a, const ClassOfMen& b) {
+        return a.men != b.men ? a.men < b.men : a.class_id > b.class_id;
+    });
+    return list;
+}();
+
+}  // namespace
+
 int FindClass(std::string_view name) {
     for (std::size_t id = 1; id < kTablebaseClasses.size(); ++id) {
         if (kTablebaseClasses[id].Name() == name) return static_cast<int>(id);
@@ -130,17 +154,9 @@ int FindClass(std::string_view name) {
 }
 
 int ClassFor(const MenCounts& white, const MenCounts& black) {
-    static const std::unordered_map<std::uint32_t, int> classes = [] {
-        std::unordered_map<std::uint32_t, int> map;
-        for (std::size_t id = 1; id < kTablebaseClasses.size(); ++id) {
-            const auto& men = kTablebaseClasses[id].men;
-            map.emplace(Pack(men[0], men[1]), static_cast<int>(id));
-            map.emplace(Pack(men[1], men[0]), -static_cast<int>(id));
-        }
-        return map;
-    }();
-    const auto found = classes.find(Pack(white, black));
-    return found == classes.end() ? 0 : found->second;
+    const std::uint32_t wanted = Pack(white, black);
+    const auto found = std::ranges::lower_bound(kClassesByMen, wanted, {}, &ClassOfMen::men);
+    return found == kClassesByMen.end() || found->men != wanted ? 0 : found->class_id;
 }
 
 }  // namespace torval

@@ -10,7 +10,8 @@
 
 namespace torval {
 
-std::unique_ptr<DecodeState> decode_state;
+// Never destroyed: a host may leave its program while the engine's thread reads blocks.
+std::unique_ptr<DecodeState>& decode_state = *new std::unique_ptr<DecodeState>;
 
 namespace {
 

@@ -115,7 +115,8 @@ struct DecodeState {
     std::unique_ptr<std::uint8_t[]> input;  ///< block_size bytes
 };
 
-extern std::unique_ptr<DecodeState> decode_state;  ///< none while no compressed file is registered
+/// None while no compressed file is registered.
+extern std::unique_ptr<DecodeState>& decode_state;
 
 /// Makes decode_state ready for blocks of this size, 1 to 65536, in place of an earlier one.
 ErrorCode AllocateDecodeState(std::uint32_t block_size);

@@ -123,6 +123,9 @@ void BuildScheme(int class_id, unsigned side) {
 void BuildIndexTables() {
     static std::once_flag built;
     std::call_once(built, [] {
+        // An earlier try may have run out of memory halfway.
+        for (auto& pairs : numbering::tables.pairs) pairs.clear();
+        numbering::tables.offsets.clear();
         numbering::BuildKingPairs();
         numbering::BuildOrdinals();
         for (int id = 1; id < kClasses; ++id) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 
 #include "board/generate.h"
 #include "board/position.h"
@@ -89,12 +90,16 @@ ClassPosition AsClassSees(bool exchanged) {
     return seen;
 }
 
+/// False: a request to stop came first.
+bool FindDatabases() {
+    const bool complete = InitTablebases();
+    cache.piece_limit = MaxTablebaseMen - 2;
+    return complete;
+}
+
 }  // namespace
 
-void InitialiseDatabases() {
-    InitTablebases();
-    cache.piece_limit = MaxTablebaseMen - 2;
-}
+void InitialiseDatabases() { (void)FindDatabases(); }
 
 void RenewDatabases() {
     if (AnyFlag(FlagBusy)) {
@@ -106,7 +111,15 @@ void RenewDatabases() {
 }
 
 void TakeUpRenewal() {
-    if (renewal_waits.exchange(false, std::memory_order_acquire)) InitialiseDatabases();
+    if (!renewal_waits.exchange(false, std::memory_order_acquire)) return;
+    bool complete = false;
+    try {
+        complete = FindDatabases();
+    } catch (const std::bad_alloc&) {
+        // This computation goes on without databases.
+    }
+    // What was not found yet waits for the next one.
+    if (!complete) renewal_waits.store(true, std::memory_order_release);
 }
 
 EndgameProbe* CheckTablebaseAvailable() {

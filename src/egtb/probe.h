@@ -22,7 +22,8 @@ struct EndgameProbe {
     EvalResult ProbeTablebase(int depth, int alpha, int beta);
 };
 
-/// Finds the databases anew by the settings, and how many men they cover. Nobody may compute.
+/// Finds the databases anew by the settings, and how many men they cover. Nobody may compute. Throws
+/// std::bad_alloc, and there are none then.
 void InitialiseDatabases();
 
 /// The same for the host's thread at any time: a computation that runs keeps its databases, and the

@@ -6,15 +6,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "egtb/block_cache.h"
 #include "egtb/container.h"
 #include "egtb/index.h"
 #include "egtb/lengths.h"
+#include "egtb/search_list.h"
 #include "egtb/tablebase_files.h"
 #include "platform/drives.h"
 #include "platform/files.h"
+#include "platform/flags.h"
 #include "platform/process.h"
 #include "platform/settings.h"
 
@@ -37,7 +41,8 @@ struct Registry {
     std::unique_ptr<CacheSlot[]> area;
 };
 
-Registry registry;
+// Never destroyed: a host may leave its program while the engine's thread probes.
+Registry& registry = *new Registry;
 
 /// A line for the standard output.
 template <typename... Values>
@@ -73,7 +78,7 @@ bool DriveIsThere(std::string_view directory) {
 }
 
 /// The names that a class file can have, the uncompressed one first.
-std::vector<std::string> NamesFor(std::string_view directory, int class_id, int side) {
+std::vector<std::string> NamesFor(int class_id, int side) {
     const std::string name(kTablebaseClasses[static_cast<std::size_t>(class_id)].Name());
     const std::string suffix = side == 0 ? "nbw" : "nbb";
     struct Form {
@@ -88,7 +93,7 @@ std::vector<std::string> NamesFor(std::string_view directory, int class_id, int 
                                          Form{"", ".emd"}}) {
         std::string file = name;
         file.append(before).append(suffix).append(behind);
-        names.push_back(NativeName(JoinName(directory, file)));
+        names.push_back(std::move(file));
     }
     return names;
 }
@@ -156,18 +161,47 @@ void ForgetFiles() {
     decode_state.reset();
 }
 
+/// As many slots as the settings ask for, or the most of them that can be had. The area fills as blocks
+/// are read, so more than half of the machine's memory is never promised.
 void LayOutCache() {
-    const std::uint64_t bytes = std::uint64_t{ReadSetting(CacheSizeMB)} * kMegabyte;
-    // The old area is in use until the cache has another one.
-    InitBlockCache(nullptr, 0);
+    const std::uint64_t wanted = std::uint64_t{ReadSetting(CacheSizeMB)} * kMegabyte;
     registry.area.reset();
-    const std::uint64_t slots = bytes / sizeof(CacheSlot);
-    if (slots == 0) return;
-    registry.area.reset(new (std::nothrow) CacheSlot[slots]);
-    if (registry.area) {
+    std::uint64_t slots = std::min(wanted, MemoryOfMachine() / 2) / sizeof(CacheSlot);
+    for (; slots > 0; slots /= 2) {
+        registry.area.reset(new (std::nothrow) CacheSlot[slots]);
+        if (!registry.area) continue;
         InitBlockCache(reinterpret_cast<std::byte*>(registry.area.get()),
                        slots * sizeof(CacheSlot));
+        return;
     }
+}
+
+bool IsToStop() { return AnyFlag(FlagAbort); }
+
+/// Whether the directory holds a file that can be the class's, by one of its names.
+bool MayHoldClass(const DirectoryNames& names, int class_id, int side) {
+    return std::ranges::any_of(NamesFor(class_id, side),
+                               [&](const std::string& name) { return names.MayHold(name); });
+}
+
+/// Registers what the directories hold; the highest class found. Stops early when it is to.
+int RegisterFiles(std::span<const std::string> directories) {
+    int highest = 0;
+    SeenDirectories seen;
+    for (const std::string& directory : directories) {
+        if (!DriveIsThere(directory) || !seen.IsNew(directory)) continue;
+        const DirectoryNames names(directory, IsToStop);
+        if (IsToStop()) break;
+        if (names.IsEmpty()) continue;
+        for (int id = 1; id < kClasses; ++id) {
+            const int sides = kTablebaseClasses[static_cast<std::size_t>(id)].IsSymmetric() ? 1 : 2;
+            for (int side = 0; side < sides; ++side) {
+                if (!MayHoldClass(names, id, side)) continue;
+                if (RegisterTablebaseFile(directory, id, side)) highest = std::max(highest, id);
+            }
+        }
+    }
+    return highest;
 }
 
 int MenOfClass(int class_id) {
@@ -179,34 +213,21 @@ int MenOfClass(int class_id) {
 
 }  // namespace
 
-std::vector<std::string> TablebaseDirectories() {
-    const std::string component = ComponentFileName();
-    const std::string path = ReadSettingText(NalimovPath);
-    const bool blank = path.empty() || static_cast<signed char>(path[0]) <= 32;
-    std::string list(DirectoryOf(component));
-    if (list.empty()) {
-        list = path;
-    } else {
-        if (list.size() > 1) list.pop_back();
-        if (!blank) list.append(";").append(path);
-    }
-    return SplitDirectories(list);
-}
-
-void InitTablebases() {
+bool InitTablebases() {
+    const std::vector<std::string> directories = TablebaseDirectories();
+    BuildIndexTables();
     registry.drive_missing = {};
     registry.drive_checked = {};
-    CloseTablebaseFiles();
-    BuildIndexTables();
+    // Closes the files. Blocks in the cache would refer to files that are forgotten.
+    InitBlockCache(nullptr, 0);
     ForgetFiles();
+    MaxTablebaseMen = 0;
     int highest = 0;
-    for (const std::string& directory : TablebaseDirectories()) {
-        for (int id = 1; id < kClasses; ++id) {
-            const int sides = kTablebaseClasses[static_cast<std::size_t>(id)].IsSymmetric() ? 1 : 2;
-            for (int side = 0; side < sides; ++side) {
-                if (RegisterTablebaseFile(directory, id, side)) highest = std::max(highest, id);
-            }
-        }
+    try {
+        highest = RegisterFiles(directories);
+    } catch (const std::bad_alloc&) {
+        ForgetFiles();
+        throw;
     }
     if (registry.compressed) {
         const ErrorCode error = AllocateDecodeState(kBlockBytes);
@@ -217,14 +238,16 @@ void InitTablebases() {
     }
     MaxTablebaseMen = MenOfClass(highest);
     LayOutCache();
+    return !IsToStop();
 }
 
 FoundFile FindTablebaseFile(std::string_view directory, int class_id, int side) {
     FoundFile found;
     DiskFile file;
-    for (const std::string& name : NamesFor(directory, class_id, side)) {
-        if (file.Open(name, DiskAccess::ReadOnly)) {
-            found.name = name;
+    for (const std::string& name : NamesFor(class_id, side)) {
+        std::string path = NativeName(JoinName(directory, name));
+        if (file.Open(path, DiskAccess::ReadOnly)) {
+            found.name = std::move(path);
             break;
         }
         found.is_compressed = true;

@@ -12,7 +12,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "egtb/classes.h"
 #include "egtb/container.h"
@@ -23,8 +22,9 @@ namespace torval {
 extern int MaxTablebaseMen;
 
 /// Forgets all files, searches the component's directory and those of NalimovPath, and lays the
-/// block cache out by CacheSizeMB; without memory for it there is no cache.
-void InitTablebases();
+/// block cache out by CacheSizeMB, or as much of that as can be had. False: a request to stop the
+/// computation has ended the search early. Throws std::bad_alloc, and nothing is registered then.
+bool InitTablebases();
 
 /// A file that was found for a class and side, and whether it can be used.
 struct FoundFile {
@@ -36,9 +36,6 @@ struct FoundFile {
 
 /// Examines the file of a class and side in one directory, without registering it.
 FoundFile FindTablebaseFile(std::string_view directory, int class_id, int side);
-
-/// The directories that are searched, in this order: the component's own, then those of NalimovPath.
-std::vector<std::string> TablebaseDirectories();
 
 /// Looks in one directory for a file of the class and side to move. True when there is one, also
 /// when an earlier directory had it.

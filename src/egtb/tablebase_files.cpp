@@ -2,7 +2,8 @@
 
 namespace torval {
 
-std::array<std::array<TablebaseFiles, 2>, kClasses> tablebase_files;
+// Never destroyed: a host may leave its program while the engine's thread probes.
+TablebaseFilesOfClasses& tablebase_files = *new TablebaseFilesOfClasses;
 
 void CloseTablebaseFiles() {
     for (auto& sides : tablebase_files) {

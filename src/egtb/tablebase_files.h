@@ -33,7 +33,9 @@ struct TablebaseFiles {
     std::unique_ptr<BucketHeads> buckets;            ///< none while nothing was ever registered
 };
 
-extern std::array<std::array<TablebaseFiles, 2>, kClasses> tablebase_files;
+using TablebaseFilesOfClasses = std::array<std::array<TablebaseFiles, 2>, kClasses>;
+
+extern TablebaseFilesOfClasses& tablebase_files;
 
 /// Closes every open file; the next read of one of its blocks opens it again.
 void CloseTablebaseFiles();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bitset>
+#include <new>
 #include <span>
 
 #include "board/position.h"
@@ -9,7 +10,9 @@
 
 namespace torval {
 
-std::array<ThompsonSlot, 5> thompson_slots;
+// Neither slots nor search are ever destroyed: a host may leave its program while the engine's
+// thread probes.
+ThompsonSlots& thompson_slots = *new ThompsonSlots;
 
 namespace {
 
@@ -23,7 +26,7 @@ struct ThompsonSearch {
     bool failed = false;  ///< the last position's material has no file
 };
 
-ThompsonSearch search;
+ThompsonSearch& search = *new ThompsonSearch;
 
 struct Man {
     PieceCode code;
@@ -79,14 +82,18 @@ std::string FileNameIn(std::string_view directory, const ThompsonMaterial& mater
     return NativeName(JoinName(directory, ThompsonFileName(material)));
 }
 
-/// Opens the material's file in the first directory that has it.
+/// Opens the material's file in the first directory that has it. Without memory there is none.
 bool OpenInPath(const ThompsonMaterial& material, ThompsonFile* file) {
     std::string_view rest = search.path;
-    for (;;) {
-        const std::size_t end = rest.find(';');
-        if (file->Open(FileNameIn(rest.substr(0, end), material))) return true;
-        if (end == std::string_view::npos) return false;
-        rest.remove_prefix(end + 1);
+    try {
+        for (;;) {
+            const std::size_t end = rest.find(';');
+            if (file->Open(FileNameIn(rest.substr(0, end), material))) return true;
+            if (end == std::string_view::npos) return false;
+            rest.remove_prefix(end + 1);
+        }
+    } catch (const std::bad_alloc&) {
+        return false;
     }
 }
 

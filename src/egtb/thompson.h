@@ -34,7 +34,9 @@ struct ThompsonSlot {
     ThompsonFile file;
 };
 
-extern std::array<ThompsonSlot, 5> thompson_slots;
+using ThompsonSlots = std::array<ThompsonSlot, 5>;
+
+extern ThompsonSlots& thompson_slots;
 
 /// Begins a probe of the root: files are looked for in the directories of `path`, which semicolons
 /// separate, and every slot is one older.

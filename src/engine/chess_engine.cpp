@@ -12,6 +12,7 @@
 #include "engine/settings_stream.h"
 #include "game/game.h"
 #include "game/think.h"
+#include "platform/boundary.h"
 #include "platform/clocks.h"
 #include "platform/controller.h"
 #include "platform/flags.h"
@@ -62,41 +63,51 @@ void* CChessEngine::FindInterface(const GUID& iid) {
 }
 
 HRESULT CChessEngine::Start(IUnknown* pSite) {
-    if (!initialised_) return E_UNEXPECTED;
-    return StartEngineThread(pSite);
+    return AtBoundary([&]() -> HRESULT {
+        if (!initialised_) return E_UNEXPECTED;
+        return StartEngineThread(pSite);
+    });
 }
 
 HRESULT CChessEngine::Stop() {
-    StopEngineThread();
-    return S_OK;
+    return AtBoundary([&]() -> HRESULT {
+        StopEngineThread();
+        return S_OK;
+    });
 }
 
 HRESULT CChessEngine::DoMove(const char* szMove, MOVES* pResult) {
-    if (!szMove || !pResult) return E_POINTER;
-    HRESULT result = StatusComputerToMove;
-    if (!AnyFlag(FlagEngineToMove)) {
-        result = StopComputing(true);
-        if (result == S_OK) result = torval::DoMove(szMove, pResult);
-    }
-    RefreshPositionSnapshot();
-    return result;
+    return AtBoundary([&]() -> HRESULT {
+        if (!szMove || !pResult) return E_POINTER;
+        HRESULT result = StatusComputerToMove;
+        if (!AnyFlag(FlagEngineToMove)) {
+            result = StopComputing(true);
+            if (result == S_OK) result = torval::DoMove(szMove, pResult);
+        }
+        RefreshPositionSnapshot();
+        return result;
+    });
 }
 
 HRESULT CChessEngine::NewGame() {
-    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    torval::NewGame();
-    RefreshPositionSnapshot();
-    return S_OK;
+    return AtBoundary([&]() -> HRESULT {
+        if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+        torval::NewGame();
+        RefreshPositionSnapshot();
+        return S_OK;
+    });
 }
 
 HRESULT CChessEngine::put_Position(const CHSBRD* board) {
-    if (!board) return E_POINTER;
-    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    const Status status = SetPosition(*board);
-    if (status == StatusOk) NotifyClocks(3);
-    RefreshPositionSnapshot();
-    return status;
+    return AtBoundary([&]() -> HRESULT {
+        if (!board) return E_POINTER;
+        if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+        if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+        const Status status = SetPosition(*board);
+        if (status == StatusOk) NotifyClocks(3);
+        RefreshPositionSnapshot();
+        return status;
+    });
 }
 
 HRESULT CChessEngine::get_Position(CHSBRD* board) {
@@ -105,46 +116,56 @@ HRESULT CChessEngine::get_Position(CHSBRD* board) {
     return S_OK;
 }
 
-HRESULT CChessEngine::StopComputing(bool bWait) { return torval::StopComputing(bWait); }
+HRESULT CChessEngine::StopComputing(bool bWait) {
+    return AtBoundary([&]() -> HRESULT { return torval::StopComputing(bWait); });
+}
 
 HRESULT CChessEngine::MoveNow() {
     return SetFlagWhile(FlagMoveNow, FlagEngineToMove) ? S_OK : StatusNotComputing;
 }
 
 HRESULT CChessEngine::MoveBack(std::int32_t n) {
-    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    const Status status = torval::MoveBack(n);
-    RefreshPositionSnapshot();
-    return status;
+    return AtBoundary([&]() -> HRESULT {
+        if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+        if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+        const Status status = torval::MoveBack(n);
+        RefreshPositionSnapshot();
+        return status;
+    });
 }
 
 HRESULT CChessEngine::StopGame() {
-    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    torval::StopGame();
-    return S_OK;
+    return AtBoundary([&]() -> HRESULT {
+        if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+        torval::StopGame();
+        return S_OK;
+    });
 }
 
 HRESULT CChessEngine::StartGame() { return torval::StartGame(); }
 
 HRESULT CChessEngine::SetParameters(const std::uint8_t* par, std::int32_t len) {
-    if (len < 0) return StatusBadText;
-    if (!par && len > 0) return E_POINTER;
-    const std::span<const std::uint8_t> block(par, static_cast<std::size_t>(len));
-    return ApplyParameters(block, EngineIsInitialised()) ? S_OK : HRESULT{StatusBadText};
+    return AtBoundary([&]() -> HRESULT {
+        if (len < 0) return StatusBadText;
+        if (!par && len > 0) return E_POINTER;
+        const std::span<const std::uint8_t> block(par, static_cast<std::size_t>(len));
+        return ApplyParameters(block, EngineIsInitialised()) ? S_OK : HRESULT{StatusBadText};
+    });
 }
 
 HRESULT CChessEngine::DoComputerMove(std::int32_t, MAINVAR* pResult) {
-    if (!pResult) return E_POINTER;
-    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    if (AnyFlag(FlagBusy)) return StatusBusy;
-    SkipList.clear();
-    MAINVAR result;
-    const Status status = ComputeMove(&result);
-    if (status != StatusOk) return status;
-    ClearFlags(FlagBusy | FlagAbort | FlagMoveNow);
-    *pResult = result;
-    return S_OK;
+    return AtBoundary([&]() -> HRESULT {
+        if (!pResult) return E_POINTER;
+        if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+        if (AnyFlag(FlagBusy)) return StatusBusy;
+        SkipList.clear();
+        MAINVAR result;
+        const Status status = ComputeMove(&result);
+        if (status != StatusOk) return status;
+        ClearFlags(FlagBusy | FlagAbort | FlagMoveNow);
+        *pResult = result;
+        return S_OK;
+    });
 }
 
 HRESULT CChessEngine::put_EventMask(std::uint32_t mask) {
@@ -159,14 +180,16 @@ HRESULT CChessEngine::get_EventMask(std::uint32_t* mask) {
 }
 
 HRESULT CChessEngine::put_LEVEL(const LEVEL* level) {
-    if (!level) return E_POINTER;
-    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    if (!LevelIsValid(*level)) return StatusBadValue;
-    settings_block.Level = *level;
-    ResetClocks();
-    NotifyClocks(3);
-    return S_OK;
+    return AtBoundary([&]() -> HRESULT {
+        if (!level) return E_POINTER;
+        if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+        if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+        if (!LevelIsValid(*level)) return StatusBadValue;
+        settings_block.Level = *level;
+        ResetClocks();
+        NotifyClocks(3);
+        return S_OK;
+    });
 }
 
 HRESULT CChessEngine::get_LEVEL(LEVEL* level) {
@@ -184,17 +207,23 @@ HRESULT CChessEngine::put_CLOCKS(const CLOCKS* clocks) {
 }
 
 HRESULT CChessEngine::get_CLOCKS(CLOCKS* clocks) {
-    if (!clocks) return E_POINTER;
-    ClockTick();
-    *clocks = ReadClocks(3);
-    return S_OK;
+    return AtBoundary([&]() -> HRESULT {
+        if (!clocks) return E_POINTER;
+        ClockTick();
+        *clocks = ReadClocks(3);
+        return S_OK;
+    });
 }
 
-HRESULT CChessEngine::GetBookMoves(W_BOOKMOVES* moves) { return FillBookMoves(moves); }
+HRESULT CChessEngine::GetBookMoves(W_BOOKMOVES* moves) {
+    return AtBoundary([&]() -> HRESULT { return FillBookMoves(moves); });
+}
 
 HRESULT CChessEngine::SelectBook(const char* str) {
-    if (!str) return E_POINTER;
-    return torval::SelectBook(str);
+    return AtBoundary([&]() -> HRESULT {
+        if (!str) return E_POINTER;
+        return torval::SelectBook(str);
+    });
 }
 
 HRESULT CChessEngine::GetInfo(W_INFO* info) {
@@ -233,17 +262,21 @@ HRESULT CChessEngine::get_PlayColor(std::uint16_t* color) {
 }
 
 HRESULT CChessEngine::StartComputerMove(std::int32_t reserved) {
-    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    return PostCompute({}, reserved);
+    return AtBoundary([&]() -> HRESULT {
+        if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+        if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+        return PostCompute({}, reserved);
+    });
 }
 
 HRESULT CChessEngine::StartComputerMove2(std::int32_t cnt, const EVAR* skiplist) {
-    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    if (cnt > 0 && !skiplist) return E_POINTER;
-    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    const std::size_t count = cnt > 0 ? static_cast<std::size_t>(cnt) : 0;
-    return PostCompute({skiplist, count}, 0);
+    return AtBoundary([&]() -> HRESULT {
+        if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+        if (cnt > 0 && !skiplist) return E_POINTER;
+        if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+        const std::size_t count = cnt > 0 ? static_cast<std::size_t>(cnt) : 0;
+        return PostCompute({skiplist, count}, 0);
+    });
 }
 
 HRESULT CChessEngine::IsCptrmv() { return AnyFlag(FlagEngineToMove) ? S_OK : S_FALSE; }
@@ -267,21 +300,25 @@ HRESULT CChessEngine::AddBookMoves(std::int32_t id,
                                    std::int32_t cnt,
                                    std::int32_t score,
                                    std::int32_t flg) {
-    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    return torval::AddBookMoves(id, cnt, score, flg);
+    return AtBoundary([&]() -> HRESULT {
+        if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+        if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+        return torval::AddBookMoves(id, cnt, score, flg);
+    });
 }
 
 HRESULT CChessEngine::DelBookMoves(std::int32_t id, std::int32_t cnt) {
-    if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
-    return torval::DelBookMoves(id, cnt);
+    return AtBoundary([&]() -> HRESULT {
+        if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
+        if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
+        return torval::DelBookMoves(id, cnt);
+    });
 }
 
 HRESULT CChessEngine::VerifyDrawOffer() { return torval::VerifyDrawOffer() ? S_OK : S_FALSE; }
 
 HRESULT CChessEngine::StartPondering(std::int32_t reserved) {
-    return torval::StartPondering(reserved);
+    return AtBoundary([&]() -> HRESULT { return torval::StartPondering(reserved); });
 }
 
 HRESULT CChessEngine::IsNextBestAvailable() {
@@ -289,14 +326,16 @@ HRESULT CChessEngine::IsNextBestAvailable() {
 }
 
 HRESULT CChessEngine::DoNextBestMove(EVAR* pEvar) {
-    if (!pEvar) return E_POINTER;
-    HRESULT result = StatusComputerToMove;
-    if (!AnyFlag(FlagEngineToMove)) {
-        result = StopComputing(true);
-        if (result == S_OK) result = torval::DoNextBestMove(pEvar);
-    }
-    RefreshPositionSnapshot();
-    return result;
+    return AtBoundary([&]() -> HRESULT {
+        if (!pEvar) return E_POINTER;
+        HRESULT result = StatusComputerToMove;
+        if (!AnyFlag(FlagEngineToMove)) {
+            result = StopComputing(true);
+            if (result == S_OK) result = torval::DoNextBestMove(pEvar);
+        }
+        RefreshPositionSnapshot();
+        return result;
+    });
 }
 
 HRESULT CChessEngine::GetHint(EVAR* pEvar) {
@@ -304,7 +343,9 @@ HRESULT CChessEngine::GetHint(EVAR* pEvar) {
     return ExpectedReply(pEvar);
 }
 
-HRESULT CChessEngine::GetBookMoves(W_BOOKMOVES2* moves) { return FillBookMoves(moves); }
+HRESULT CChessEngine::GetBookMoves(W_BOOKMOVES2* moves) {
+    return AtBoundary([&]() -> HRESULT { return FillBookMoves(moves); });
+}
 
 HRESULT CChessEngine::GetBookVersion(std::uint32_t* dwVersion) {
     if (!dwVersion) return E_POINTER;
@@ -320,21 +361,23 @@ HRESULT CChessEngine::GetClassID(GUID* pClassID) {
     return S_OK;
 }
 
-HRESULT CChessEngine::IsDirty() { return dirty_ ? S_OK : S_FALSE; }
+HRESULT CChessEngine::IsDirty() { return S_FALSE; }
 
 HRESULT CChessEngine::Load(IStream* pStm) {
-    if (initialised_) return E_UNEXPECTED;
-    if (!pStm) return E_POINTER;
-    const HRESULT result = LoadSettings(pStm);
-    if (!Failed(result)) initialised_ = true;
-    return result;
+    return AtBoundary([&]() -> HRESULT {
+        if (initialised_) return E_UNEXPECTED;
+        if (!pStm) return E_POINTER;
+        const HRESULT result = LoadSettings(pStm);
+        if (!Failed(result)) initialised_ = true;
+        return result;
+    });
 }
 
-HRESULT CChessEngine::Save(IStream* pStm, bool fClearDirty) {
-    if (!pStm) return E_POINTER;
-    const HRESULT result = SaveSettings(pStm);
-    if (fClearDirty) dirty_ = false;
-    return result;
+HRESULT CChessEngine::Save(IStream* pStm, bool) {
+    return AtBoundary([&]() -> HRESULT {
+        if (!pStm) return E_POINTER;
+        return SaveSettings(pStm);
+    });
 }
 
 HRESULT CChessEngine::GetSizeMax(std::uint64_t* pcbSize) {

@@ -74,7 +74,6 @@ public:
 
 private:
     bool initialised_ = false;
-    bool dirty_ = false;  ///< cleared by Save, set by nothing
 };
 
 }  // namespace torval

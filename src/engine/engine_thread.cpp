@@ -12,6 +12,7 @@
 #include "game/think.h"
 #include "platform/flags.h"
 #include "platform/marshal.h"
+#include "platform/message_queue.h"
 #include "platform/race_points.h"
 #include "platform/settings.h"
 #include "platform/thread.h"
@@ -115,6 +116,22 @@ void InitialiseOnce() {
     state.initialised = true;
 }
 
+/// Posts a command to the thread, FlagBusy being set. A thread that has ended never takes it up.
+HRESULT Order(std::uint32_t command, std::int32_t reserved) {
+    EngineThreadState& state = State();
+    state.ordered = true;
+    AtRacePoint(RacePoint::BusyBeforePost);
+    try {
+        const auto queue = QueueOf(state.thread.id());
+        if (queue) queue->Post({.id = command, .lparam = reserved});
+    } catch (const std::bad_alloc&) {
+        state.ordered = false;
+        ClearFlags(FlagBusy | FlagAbort | FlagMoveNow);
+        return E_OUTOFMEMORY;
+    }
+    return S_OK;
+}
+
 }  // namespace
 
 bool EngineIsInitialised() { return State().initialised; }
@@ -123,6 +140,7 @@ HRESULT StartEngineThread(IUnknown* site) {
     if (ThreadSite()) return S_FALSE;
     if (!site) return E_POINTER;
     EngineThreadState& state = State();
+    if (state.thread.Exists()) return RPC_E_WRONG_THREAD;
     InstallNotifications();
     InitialiseOnce();
     Ref<IChessEngineSite> own;
@@ -132,8 +150,13 @@ HRESULT StartEngineThread(IUnknown* site) {
         MarshalSite(own.Get(), state.marshalling_stream.Receive(), &state.ticket);
     if (Failed(marshalled)) return marshalled;
     SetThreadSite(own.Detach());
-    const bool created = state.thread.Create(
-        [stream = std::move(state.marshalling_stream)] { ThreadProcedure(stream); });
+    bool created = false;
+    try {
+        created = state.thread.Create(
+            [stream = std::move(state.marshalling_stream)] { ThreadProcedure(stream); });
+    } catch (const std::bad_alloc&) {
+        // Answered below, as a thread that the system does not give.
+    }
     if (!created) {
         WithdrawSite(state.ticket);
         ReleaseThreadSite();
@@ -151,7 +174,7 @@ void StopEngineThread() {
     WithdrawSite(state.ticket);
     state.ticket = 0;
     (void)StopComputing(true);
-    PostThreadMessage(state.thread.id(), kMessageQuit, 0, 0);
+    state.thread.PostQuit();
     bool told_to_quit = false;
     while (state.thread.WaitForEndOrInput(kPatienceMs) == WaitResult::Input) {
         told_to_quit |= PumpMessages();
@@ -163,7 +186,7 @@ void StopEngineThread() {
     }
     state.thread.Close();
     // The host's own loop still has to see it.
-    if (told_to_quit) PostThreadMessage(CurrentThread(), kMessageQuit, 0, 0);
+    if (told_to_quit) CurrentQueue()->PostQuit();
 }
 
 HRESULT StopComputing(bool wait) {
@@ -203,10 +226,7 @@ HRESULT PostCompute(std::span<const EVAR> skip_list, std::int32_t reserved) {
     } catch (const std::bad_alloc&) {
         SkipList.clear();
     }
-    State().ordered = true;
-    AtRacePoint(RacePoint::BusyBeforePost);
-    PostThreadMessage(State().thread.id(), kMessageCompute, 0, reserved);
-    return S_OK;
+    return Order(kMessageCompute, reserved);
 }
 
 HRESULT StartPondering(std::int32_t reserved) {
@@ -222,10 +242,7 @@ HRESULT StartPondering(std::int32_t reserved) {
     RefreshPositionSnapshot();
     SetFlag(FlagBusy);
     SkipList.clear();
-    state.ordered = true;
-    AtRacePoint(RacePoint::BusyBeforePost);
-    PostThreadMessage(state.thread.id(), kMessagePonder, 0, reserved);
-    return S_OK;
+    return Order(kMessagePonder, reserved);
 }
 
 }  // namespace torval

@@ -17,7 +17,8 @@ inline constexpr std::uint32_t kMessageCompute = 1124;
 inline constexpr std::uint32_t kMessagePonder = 1125;
 
 /// Gives the site to a new engine thread, initialising the engine the first time in the process.
-/// S_FALSE: the calling thread has a site already. Failures of the site or of marshalling.
+/// S_FALSE: the calling thread has a site already. RPC_E_WRONG_THREAD: another thread has started the
+/// engine and not stopped it. Failures of the site or of marshalling.
 HRESULT StartEngineThread(IUnknown* site);
 
 /// Takes the site back, stops a computation and waits up to five seconds for the thread to end,

@@ -1,9 +1,9 @@
 #include "engine/property_page.h"
 
 #include <cstring>
-#include <new>
 #include <utility>
 
+#include "platform/boundary.h"
 #include "torval/engine.h"
 
 namespace torval {
@@ -45,18 +45,19 @@ HRESULT PropertyPage::GetPageInfo(PageInfo* info) {
 
 HRESULT PropertyPage::Activate() {
     if (dialog_) return E_UNEXPECTED;
-    HRESULT result = S_OK;
     filling_ = true;
-    try {
+    const HRESULT filled = AtBoundary([this] {
         dialog_.emplace(Texts().controls, static_cast<ChangeHandler*>(this));
         Fill(&*dialog_);
-        dirty_ = false;
-    } catch (const std::bad_alloc&) {
-        dialog_.reset();
-        result = E_OUTOFMEMORY;
-    }
+        return S_OK;
+    });
     filling_ = false;
-    return result;
+    if (Failed(filled)) {
+        dialog_.reset();
+    } else {
+        dirty_ = false;
+    }
+    return filled;
 }
 
 HRESULT PropertyPage::Deactivate() {
@@ -70,9 +71,11 @@ HRESULT PropertyPage::IsPageDirty() { return dirty_ ? S_OK : S_FALSE; }
 
 HRESULT PropertyPage::Apply() {
     if (!dialog_) return E_UNEXPECTED;
-    Take(*dialog_);
-    dirty_ = false;
-    return S_OK;
+    return AtBoundary([this] {
+        Take(*dialog_);
+        dirty_ = false;
+        return S_OK;
+    });
 }
 
 HRESULT PropertyPage::GetControlCount(std::uint32_t* count) {
@@ -118,14 +121,12 @@ HRESULT PropertyPage::SetText(std::uint32_t number, const char* text) {
     if (!edit) return E_INVALIDARG;
     const std::uint32_t limit = edit->description.limit;
     if (limit != 0 && std::strlen(text) > limit) return E_INVALIDARG;
-    try {
-        // The site may let the page go from within.
-        const Ref<IPropertyPage> alive(this);
+    // The site may release the page from within.
+    const Ref<IPropertyPage> alive(this);
+    return AtBoundary([&] {
         dialog_->SetText(number, text);
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
-    return S_OK;
+        return S_OK;
+    });
 }
 
 HRESULT PropertyPage::SetChecked(std::uint32_t number, bool checked) {

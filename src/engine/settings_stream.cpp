@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <string_view>
 
 #include "platform/settings.h"
 
@@ -96,8 +97,9 @@ std::uint16_t WordAt(std::span<const std::uint8_t> entry, std::size_t offset) {
 }
 
 void SetThompsonPath(std::span<const std::uint8_t> text) {
-    const auto end = std::ranges::find(text, std::uint8_t{0});
-    WriteSettingText(ThompsonPath, std::string(text.begin(), end));
+    const auto* const first = reinterpret_cast<const char*>(text.data());
+    const std::string_view path(first, text.size());
+    WriteSettingText(ThompsonPath, path.substr(0, path.find('\0')));
 }
 
 /// Six letters that a host would like in its move texts; the engine writes none.

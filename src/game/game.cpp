@@ -146,6 +146,11 @@ void TakeBackMove() {
     GamePly.fetch_sub(1, kRelaxed);
 }
 
+void CommitTakeBack() {
+    GameSide.store(position.SideToMove, kRelaxed);
+    CommitSnapshot();
+}
+
 namespace {
 
 void FillResult(const MoveList& list, int found, MOVES* result) {
@@ -236,9 +241,8 @@ Status MoveBack(int count) {
         TakeBackMove();
         ++taken;
     }
-    GameSide.store(position.SideToMove, kRelaxed);
     position.GamePhase = PhaseNotSet;
-    CommitSnapshot();
+    CommitTakeBack();
     RecomputeState();
     NotifyPosition({}, MaskBoard);
     NotifyClocks(3);

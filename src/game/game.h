@@ -51,6 +51,9 @@ Outcome MakeGameMove(MoveEntry* entry, Move* made);
 /// Takes the last move of the game back on the working board. Its record keeps it, with its marks.
 void TakeBackMove();
 
+/// Shows the host the position after moves were taken back.
+void CommitTakeBack();
+
 /// Takes back max(count, 1) moves, or as many as there are: StatusTooFewMoves.
 /// StatusComputerToMove, StatusBusy.
 Status MoveBack(int count);

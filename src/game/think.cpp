@@ -22,7 +22,8 @@
 
 namespace torval {
 
-std::vector<Move> SkipList;
+// Never destroyed: a host may leave its program while the engine's thread computes.
+std::vector<Move>& SkipList = *new std::vector<Move>;
 
 namespace {
 
@@ -270,7 +271,11 @@ Status DoNextBestMove(Move* move) {
     list.current = (list.current + 1) % list.count;
     const Move wanted = list.moves[static_cast<unsigned>(list.current)];
     MoveEntry* const entry = FindMove(*legal_moves, wanted);
-    if (!entry) return StatusNoAlternative;
+    if (!entry) {
+        // The move stays taken back, and the host is to see that.
+        CommitTakeBack();
+        return StatusNoAlternative;
+    }
     *move = entry->move;
     NotifyNextBest();
     entry->move = Plain(entry->move);

@@ -13,7 +13,7 @@
 namespace torval {
 
 /// Root moves that the next computation leaves out; empty for all but a start with such a list.
-extern std::vector<Move> SkipList;
+extern std::vector<Move>& SkipList;
 
 /// Computes a move for the side to move by the level in force and writes the final line to
 /// *result: iCommand 4, or all zero when there is no move or the computation was aborted. The

@@ -8,6 +8,7 @@
 #include <map>
 #include <utility>
 
+#include "platform/boundary.h"
 #include "platform/message_queue.h"
 #include "platform/race_points.h"
 
@@ -35,13 +36,19 @@ thread_local std::shared_ptr<MessageQueue> this_queue;
 
 }  // namespace
 
-void WindowCall::Run() {
+std::uint64_t WindowCall::Begin() {
+    const std::lock_guard lock(mutex_);
+    state_ = State::Pending;
+    return ++number_;
+}
+
+void WindowCall::Run(std::uint64_t number) {
     {
         const std::lock_guard lock(mutex_);
-        if (state_ != State::Pending) return;
+        if (state_ != State::Pending || number != number_) return;
         state_ = State::Running;
     }
-    const HRESULT result = work_();
+    const HRESULT result = Work();
     const std::lock_guard lock(mutex_);
     if (state_ != State::Running) return;
     state_ = State::Done;
@@ -70,35 +77,88 @@ MessageQueue::~MessageQueue() {
     if (descriptor_ >= 0) close(descriptor_);
 }
 
+void MessageQueue::ShowPending() {
+    const std::uint64_t one = 1;
+    if (descriptor_ >= 0) (void)!write(descriptor_, &one, sizeof one);
+    changed_.notify_all();
+}
+
 bool MessageQueue::Post(Message message) {
     const std::lock_guard lock(mutex_);
     if (ended_) return false;
     messages_.push_back(std::move(message));
-    const std::uint64_t one = 1;
-    if (descriptor_ >= 0) (void)!write(descriptor_, &one, sizeof one);
-    changed_.notify_all();
+    ShowPending();
     return true;
 }
 
+void MessageQueue::ReserveCallPlace() {
+    const std::lock_guard lock(mutex_);
+    // A place that holds a call of an earlier owner comes back only when that is dispatched.
+    if (call_places_.size() <= places_wanted_) call_places_.emplace_back();
+    ++places_wanted_;
+}
+
+void MessageQueue::ReleaseCallPlace() {
+    const std::lock_guard lock(mutex_);
+    --places_wanted_;
+    while (call_places_.size() > places_wanted_) call_places_.pop_front();
+}
+
+bool MessageQueue::PostCall(std::shared_ptr<WindowCall> call, std::uint64_t number) {
+    const std::lock_guard lock(mutex_);
+    if (ended_) return false;
+    messages_.splice(messages_.end(), call_places_, call_places_.begin());
+    messages_.back() = {
+        .window = kCallWindow, .id = kMessageCall, .wparam = number, .call = std::move(call)};
+    ShowPending();
+    return true;
+}
+
+void MessageQueue::PostQuit() {
+    const std::lock_guard lock(mutex_);
+    if (ended_ || quit_posted_) return;
+    quit_posted_ = true;
+    ShowPending();
+}
+
 Message MessageQueue::TakeFront() {
-    Message message = std::move(messages_.front());
-    messages_.pop_front();
+    Message message = {.id = kMessageQuit};
+    if (messages_.empty()) {
+        quit_posted_ = false;
+    } else {
+        message = std::move(messages_.front());
+        if (message.id == kMessageCall && call_places_.size() < places_wanted_) {
+            messages_.front() = {};
+            call_places_.splice(call_places_.end(), messages_, messages_.begin());
+        } else {
+            messages_.pop_front();
+        }
+    }
     std::uint64_t count = 0;
     // The descriptor stays readable exactly as long as messages are pending.
-    if (messages_.empty() && descriptor_ >= 0) (void)!read(descriptor_, &count, sizeof count);
+    if (IsEmpty() && descriptor_ >= 0) (void)!read(descriptor_, &count, sizeof count);
     return message;
 }
 
 Message MessageQueue::Get() {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return !messages_.empty(); });
+    changed_.wait(lock, [this] { return !IsEmpty(); });
     return TakeFront();
 }
 
 bool MessageQueue::Peek(Message* message, bool remove) {
-    const std::lock_guard lock(mutex_);
-    if (messages_.empty()) return false;
-    *message = remove ? TakeFront() : messages_.front();
+    Message front = {.id = kMessageQuit};
+    {
+        const std::lock_guard lock(mutex_);
+        if (IsEmpty()) return false;
+        if (remove) {
+            front = TakeFront();
+        } else if (!messages_.empty()) {
+            front = messages_.front();
+        }
+    }
+    // Without the lock: what the caller's record held may be the last of a call, which needs it.
+    *message = std::move(front);
     return true;
 }
 
@@ -106,7 +166,7 @@ bool MessageQueue::WaitUntil(std::uint32_t timeout_ms, const std::function<bool(
     AtRacePoint(RacePoint::WaitBegins);
     std::unique_lock lock(mutex_);
     return changed_.wait_for(
-        lock, std::chrono::milliseconds(timeout_ms), [&] { return !messages_.empty() || stop(); });
+        lock, std::chrono::milliseconds(timeout_ms), [&] { return !IsEmpty() || stop(); });
 }
 
 void MessageQueue::Wake() {
@@ -115,7 +175,7 @@ void MessageQueue::Wake() {
 }
 
 void MessageQueue::End() {
-    std::deque<Message> left;
+    std::list<Message> left;
     {
         const std::lock_guard lock(mutex_);
         ended_ = true;
@@ -126,26 +186,30 @@ void MessageQueue::End() {
     }
 }
 
-void MessageQueue::AtEnd(std::weak_ptr<std::function<void()>> action) {
+void MessageQueue::AtEnd(std::weak_ptr<WindowCall> guest) {
     const std::lock_guard lock(mutex_);
-    std::erase_if(end_actions_, [](const auto& earlier) { return earlier.expired(); });
-    end_actions_.push_back(std::move(action));
+    std::erase_if(guests_, [](const auto& earlier) { return earlier.expired(); });
+    guests_.push_back(std::move(guest));
 }
 
-std::vector<std::weak_ptr<std::function<void()>>> MessageQueue::TakeEndActions() {
+std::vector<std::weak_ptr<WindowCall>> MessageQueue::TakeGuests() {
     const std::lock_guard lock(mutex_);
-    return std::exchange(end_actions_, {});
+    return std::exchange(guests_, {});
 }
 
 std::shared_ptr<MessageQueue> CurrentQueue() { return this_queue; }
 
 HRESULT EnterApartment() {
-    if (apartment_depth++ > 0) return S_FALSE;
-    this_queue = std::make_shared<MessageQueue>();
-    Registry& registry = TheRegistry();
-    const std::lock_guard lock(registry.mutex);
-    registry.queues[CurrentThread()] = this_queue;
-    return S_OK;
+    return AtBoundary([] {
+        if (apartment_depth == 0) {
+            auto queue = std::make_shared<MessageQueue>();
+            Registry& registry = TheRegistry();
+            const std::lock_guard lock(registry.mutex);
+            registry.queues[CurrentThread()] = queue;
+            this_queue = std::move(queue);
+        }
+        return apartment_depth++ == 0 ? S_OK : S_FALSE;
+    });
 }
 
 void LeaveApartment() {
@@ -156,8 +220,8 @@ void LeaveApartment() {
         registry.queues.erase(CurrentThread());
     }
     this_queue->End();
-    for (const auto& weak : this_queue->TakeEndActions()) {
-        if (const auto action = weak.lock()) (*action)();
+    for (const auto& weak : this_queue->TakeGuests()) {
+        if (const auto guest = weak.lock()) guest->OnApartmentEnd();
     }
     this_queue.reset();
 }
@@ -167,19 +231,22 @@ ThreadId CurrentThread() {
     return this_thread;
 }
 
+std::shared_ptr<MessageQueue> QueueOf(ThreadId thread) {
+    Registry& registry = TheRegistry();
+    const std::lock_guard lock(registry.mutex);
+    const auto found = registry.queues.find(thread);
+    return found == registry.queues.end() ? nullptr : found->second;
+}
+
 bool PostThreadMessage(ThreadId thread,
                        std::uint32_t id,
                        std::uint64_t wparam,
                        std::int64_t lparam) {
-    std::shared_ptr<MessageQueue> queue;
-    {
-        Registry& registry = TheRegistry();
-        const std::lock_guard lock(registry.mutex);
-        const auto found = registry.queues.find(thread);
-        if (found == registry.queues.end()) return false;
-        queue = found->second;
-    }
-    return queue->Post({.window = 0, .id = id, .wparam = wparam, .lparam = lparam});
+    const HRESULT posted = AtBoundary([&] {
+        const std::shared_ptr<MessageQueue> queue = QueueOf(thread);
+        return queue && queue->Post({.id = id, .wparam = wparam, .lparam = lparam}) ? S_OK : E_FAIL;
+    });
+    return posted == S_OK;
 }
 
 bool GetMessage(Message* message) {
@@ -193,7 +260,7 @@ bool PeekMessage(Message* message, bool remove) {
 }
 
 void DispatchMessage(const Message& message) {
-    if (message.window == kCallWindow && message.call) message.call->Run();
+    if (message.window == kCallWindow && message.call) message.call->Run(message.wparam);
 }
 
 bool PumpMessages() {

@@ -1,18 +1,21 @@
 #include "platform/debug_log.h"
 
-#include <mutex>
-#include <set>
+#include <array>
+#include <atomic>
 
 namespace torval {
 
 void (*debug_log)(const char* note) = nullptr;
 
 void DebugLogOnce(const char* note) {
-    static std::mutex mutex;
-    static std::set<const char*> written;
+    // More than there are notes. No memory is needed, and nothing ends with the program.
+    static std::array<std::atomic<const char*>, 8> written;
     if (!debug_log) return;
-    const std::lock_guard lock(mutex);
-    if (written.insert(note).second) debug_log(note);
+    for (std::atomic<const char*>& place : written) {
+        const char* found = nullptr;
+        if (place.compare_exchange_strong(found, note)) return debug_log(note);
+        if (found == note) return;
+    }
 }
 
 }  // namespace torval

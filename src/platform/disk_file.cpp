@@ -2,9 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <system_error>
-
 namespace torval {
 
 bool (*disk_step_fails)(DiskStep step) = nullptr;
@@ -18,9 +15,9 @@ bool IsMadeToFail(DiskStep step) { return disk_step_fails && disk_step_fails(ste
 bool DiskFile::Open(const std::string& name, DiskAccess access) {
     Close();
     if (IsMadeToFail(DiskStep::Open)) return false;
-    // Opening a pipe or a device could wait for ever.
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(name, error)) return false;
+    // Opening a pipe or a device could wait endlessly.
+    struct stat status;
+    if (stat(name.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
     file_.reset(std::fopen(name.c_str(), access == DiskAccess::ReadOnly ? "rbe" : "r+be"));
     if (!file_) return false;
     std::setvbuf(file_.get(), nullptr, _IONBF, 0);

@@ -17,7 +17,7 @@ constexpr std::string_view kListSeparators = ",;";
 /// A search for the loaded module that holds an address.
 struct ModuleSearch {
     ElfW(Addr) address;
-    std::string name;
+    const char* name;  ///< the loader's, as long as this code is loaded
 };
 
 /// One module of the process; 1 ends the walk.
@@ -37,10 +37,10 @@ int CompareModule(dl_phdr_info* module, std::size_t, void* data) {
 }  // namespace
 
 std::string ComponentFileName() {
-    ModuleSearch search = {.address = reinterpret_cast<ElfW(Addr)>(&CompareModule), .name = {}};
+    ModuleSearch search = {.address = reinterpret_cast<ElfW(Addr)>(&CompareModule), .name = ""};
     dl_iterate_phdr(CompareModule, &search);
     // The program itself has no name in the list of modules.
-    if (search.name.empty()) return HostFileName();
+    if (*search.name == 0) return HostFileName();
     // A library may have been loaded by a name relative to the directory of that moment.
     std::error_code error;
     const std::filesystem::path full = std::filesystem::canonical(search.name, error);

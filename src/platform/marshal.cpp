@@ -1,13 +1,14 @@
 #include "platform/marshal.h"
 
-#include <functional>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <string>
+#include <new>
 #include <utility>
-#include <vector>
+#include <variant>
 
+#include "platform/boundary.h"
 #include "platform/message_queue.h"
 #include "platform/object.h"
 #include "platform/race_points.h"
@@ -16,67 +17,174 @@ namespace torval {
 
 namespace {
 
-/// A lent site with the apartment it belongs to.
-class Loan : public std::enable_shared_from_this<Loan> {
+/// A text on its way. The longest that the engine sends is the name of a book, 255 characters.
+class SentText {
+public:
+    explicit SentText(const char* text) { std::strncpy(text_, text, sizeof text_ - 1); }
+    const char* Get() const { return text_; }
+
+private:
+    char text_[256] = {};
+};
+
+struct NextMove {
+    std::int32_t depth;
+    std::int32_t moves_to_go;
+    EVAR move;
+};
+
+struct ProgressReport {
+    B_STATS stats;
+    std::uint16_t completion;
+};
+
+struct BookText {
+    SentText text;
+};
+
+struct NumberedMessage {
+    std::int32_t id;
+    std::int32_t p1;
+    std::int32_t p2;
+    SentText text;
+};
+
+/// A callback with what it hands over.
+using Callback = std::variant<std::monostate,
+                              W_BOARD,
+                              NextMove,
+                              CLOCKS,
+                              MAINVAR,
+                              ProgressReport,
+                              BookText,
+                              NumberedMessage>;
+
+/// Makes a callback on the site.
+struct Delivery {
+    IChessEngineSite& site;
+
+    HRESULT operator()(std::monostate) const { return E_UNEXPECTED; }
+    HRESULT operator()(W_BOARD& board) const { return site.OutputMove(&board); }
+    HRESULT operator()(const NextMove& next) const {
+        return site.OutputNextMove(next.depth, next.moves_to_go, next.move);
+    }
+    HRESULT operator()(CLOCKS& clocks) const { return site.OutputClocks(&clocks); }
+    HRESULT operator()(MAINVAR& line) const { return site.OutputMainVar(&line); }
+    HRESULT operator()(ProgressReport& report) const {
+        return site.OutputProgress(&report.stats, report.completion);
+    }
+    HRESULT operator()(const BookText& sent) const { return site.OutputMsgBook(sent.text.Get()); }
+    HRESULT operator()(const NumberedMessage& sent) const {
+        return site.OutputMsg(sent.id, sent.p1, sent.p2, sent.text.Get());
+    }
+};
+
+class SiteProxy;
+
+/// A lent site with the apartment it belongs to. All that a call needs is here from the beginning:
+/// no callback is lost because there is no memory.
+class Loan final : public WindowCall, public std::enable_shared_from_this<Loan> {
 public:
     Loan(SiteTicket ticket, IChessEngineSite* site, std::shared_ptr<MessageQueue> queue)
-        : ticket_(ticket), site_(site), queue_(std::move(queue)) {}
+        : ticket_(ticket), site_(site), queue_(std::move(queue)) {
+        queue_->ReserveCallPlace();
+    }
+    ~Loan() override { queue_->ReleaseCallPlace(); }
 
-    /// Runs `work` with the site on its thread and waits for it.
-    HRESULT Call(std::function<HRESULT(IChessEngineSite*)> work);
+    /// Makes the proxy that the first who asks is given.
+    bool PrepareProxy();
+    /// Null when there is no memory for another one.
+    IChessEngineSite* TakeProxy();
+
+    /// Makes the callback on the site's thread and waits for it. One caller after the other.
+    HRESULT Call(const Callback& callback);
 
     /// On the site's thread.
     void End();
 
-    /// Lets the apartment end this loan with itself.
-    void EndWithApartment();
+    void OnApartmentEnd() override { WithdrawSite(ticket_); }
 
 private:
+    HRESULT Work() override;
+
     const SiteTicket ticket_;
+    std::mutex callers_;
     std::mutex mutex_;
     Ref<IChessEngineSite> site_;  ///< read and released on the site's thread only
+    Ref<IChessEngineSite> proxy_;
     std::shared_ptr<MessageQueue> queue_;
-    std::vector<std::shared_ptr<WindowCall>> waiting_;
-    std::shared_ptr<std::function<void()>> end_action_;
+    Callback callback_;  ///< stays while it is made, even when its caller has been released
     bool ended_ = false;
 };
 
-HRESULT Loan::Call(std::function<HRESULT(IChessEngineSite*)> work) {
-    // The caller may be let go while the call runs, so the call keeps all it needs.
-    auto call = std::make_shared<WindowCall>([self = shared_from_this(), run = std::move(work)] {
-        const Ref<IChessEngineSite> site = self->site_;
-        return site ? run(site.Get()) : RPC_E_DISCONNECTED;
-    });
+class SiteProxy final : public Object<SiteProxy, IChessEngineSite> {
+public:
+    explicit SiteProxy(std::shared_ptr<Loan> loan) : loan_(std::move(loan)) {}
+
+    void* FindInterface(const GUID& iid) {
+        const bool known = iid == IID_IUnknown || iid == IID_IChessEngineSite;
+        return known ? static_cast<IChessEngineSite*>(this) : nullptr;
+    }
+
+    HRESULT OutputMove(W_BOARD* ev) override { return loan_->Call(*ev); }
+    HRESULT OutputNextMove(std::int32_t depth, std::int32_t moves_to_go, EVAR ev) override {
+        return loan_->Call(NextMove{depth, moves_to_go, ev});
+    }
+    HRESULT OutputClocks(CLOCKS* pClocks) override { return loan_->Call(*pClocks); }
+    HRESULT OutputMainVar(MAINVAR* pMainVar) override { return loan_->Call(*pMainVar); }
+    HRESULT OutputProgress(B_STATS* pStats, std::uint16_t completion) override {
+        return loan_->Call(ProgressReport{*pStats, completion});
+    }
+    HRESULT OutputMsgBook(const char* txt) override { return loan_->Call(BookText{SentText(txt)}); }
+    HRESULT OutputMsg(std::int32_t id, std::int32_t p1, std::int32_t p2, const char* txt) override {
+        return loan_->Call(NumberedMessage{id, p1, p2, SentText(txt)});
+    }
+
+private:
+    std::shared_ptr<Loan> loan_;
+};
+
+bool Loan::PrepareProxy() {
+    *proxy_.Receive() = MakeObject<SiteProxy>(shared_from_this());
+    return static_cast<bool>(proxy_);
+}
+
+IChessEngineSite* Loan::TakeProxy() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (proxy_) return proxy_.Detach();
+    }
+    return MakeObject<SiteProxy>(shared_from_this());
+}
+
+HRESULT Loan::Call(const Callback& callback) {
+    const std::lock_guard one_at_a_time(callers_);
+    std::uint64_t number = 0;
     {
         const std::lock_guard lock(mutex_);
         if (ended_) return RPC_E_DISCONNECTED;
-        waiting_.push_back(call);
+        callback_ = callback;
+        number = Begin();
     }
     AtRacePoint(RacePoint::CallBeforePost);
-    Message message = {.window = kCallWindow, .id = kMessageCall, .call = call};
-    if (!queue_->Post(std::move(message))) return RPC_E_DISCONNECTED;
-    const HRESULT result = call->Wait();
-    const std::lock_guard lock(mutex_);
-    std::erase(waiting_, call);
-    return result;
+    if (!queue_->PostCall(shared_from_this(), number)) return RPC_E_DISCONNECTED;
+    return Wait();
+}
+
+HRESULT Loan::Work() {
+    const Ref<IChessEngineSite> site = site_;
+    return site ? std::visit(Delivery{*site.Get()}, callback_) : RPC_E_DISCONNECTED;
 }
 
 void Loan::End() {
-    std::vector<std::shared_ptr<WindowCall>> waiting;
+    Ref<IChessEngineSite> unused;
     {
         const std::lock_guard lock(mutex_);
         ended_ = true;
-        waiting = std::exchange(waiting_, {});
-        end_action_.reset();
+        unused = std::move(proxy_);
     }
-    for (const auto& call : waiting) call->Fail(RPC_E_DISCONNECTED);
+    Fail(RPC_E_DISCONNECTED);
     site_.Reset();
-}
-
-void Loan::EndWithApartment() {
-    end_action_ =
-        std::make_shared<std::function<void()>>([ticket = ticket_] { WithdrawSite(ticket); });
-    queue_->AtEnd(end_action_);
 }
 
 /// Loans by ticket.
@@ -91,52 +199,23 @@ Loans& TheLoans() {
     return *loans;
 }
 
-class SiteProxy final : public Object<SiteProxy, IChessEngineSite> {
-public:
-    explicit SiteProxy(std::shared_ptr<Loan> loan) : loan_(std::move(loan)) {}
-
-    void* FindInterface(const GUID& iid) {
-        const bool known = iid == IID_IUnknown || iid == IID_IChessEngineSite;
-        return known ? static_cast<IChessEngineSite*>(this) : nullptr;
+/// Enters a new loan; its ticket.
+SiteTicket Lend(IChessEngineSite* site, const std::shared_ptr<MessageQueue>& queue) {
+    Loans& loans = TheLoans();
+    const std::lock_guard lock(loans.mutex);
+    const SiteTicket ticket = loans.last + 1;
+    const auto loan = std::make_shared<Loan>(ticket, site, queue);
+    try {
+        if (!loan->PrepareProxy()) throw std::bad_alloc();
+        queue->AtEnd(loan);
+        loans.by_ticket[ticket] = loan;
+    } catch (const std::bad_alloc&) {
+        // Loan and proxy hold each other until the end.
+        loan->End();
+        throw;
     }
-
-    HRESULT OutputMove(W_BOARD* ev) override {
-        return loan_->Call(
-            [board = *ev](IChessEngineSite* site) mutable { return site->OutputMove(&board); });
-    }
-    HRESULT OutputNextMove(std::int32_t depth, std::int32_t moves_to_go, EVAR ev) override {
-        return loan_->Call(
-            [=](IChessEngineSite* site) { return site->OutputNextMove(depth, moves_to_go, ev); });
-    }
-    HRESULT OutputClocks(CLOCKS* pClocks) override {
-        return loan_->Call([clocks = *pClocks](IChessEngineSite* site) mutable {
-            return site->OutputClocks(&clocks);
-        });
-    }
-    HRESULT OutputMainVar(MAINVAR* pMainVar) override {
-        return loan_->Call([line = *pMainVar](IChessEngineSite* site) mutable {
-            return site->OutputMainVar(&line);
-        });
-    }
-    HRESULT OutputProgress(B_STATS* pStats, std::uint16_t completion) override {
-        return loan_->Call([stats = *pStats, completion](IChessEngineSite* site) mutable {
-            return site->OutputProgress(&stats, completion);
-        });
-    }
-    HRESULT OutputMsgBook(const char* txt) override {
-        return loan_->Call([text = std::string(txt)](IChessEngineSite* site) {
-            return site->OutputMsgBook(text.c_str());
-        });
-    }
-    HRESULT OutputMsg(std::int32_t id, std::int32_t p1, std::int32_t p2, const char* txt) override {
-        return loan_->Call([=, text = std::string(txt)](IChessEngineSite* site) {
-            return site->OutputMsg(id, p1, p2, text.c_str());
-        });
-    }
-
-private:
-    std::shared_ptr<Loan> loan_;
-};
+    return loans.last = ticket;
+}
 
 }  // namespace
 
@@ -146,16 +225,13 @@ HRESULT MarshalSite(IChessEngineSite* site, IStream** stream, SiteTicket* ticket
     if (!queue) return CO_E_NOTINITIALIZED;
     Ref<IStream> made;
     if (const HRESULT result = CreateMemoryStream(made.Receive()); Failed(result)) return result;
-    Loans& loans = TheLoans();
     SiteTicket number = 0;
-    {
-        const std::lock_guard lock(loans.mutex);
-        number = ++loans.last;
-        const auto loan = std::make_shared<Loan>(number, site, queue);
-        loan->EndWithApartment();
-        loans.by_ticket[number] = loan;
-    }
-    HRESULT result = made->Write(&number, sizeof number, nullptr);
+    HRESULT result = AtBoundary([&] {
+        number = Lend(site, queue);
+        return S_OK;
+    });
+    if (Failed(result)) return result;
+    result = made->Write(&number, sizeof number, nullptr);
     if (!Failed(result)) result = made->Seek(0, SeekFrom::Start, nullptr);
     if (Failed(result)) {
         WithdrawSite(number);
@@ -181,7 +257,7 @@ HRESULT UnmarshalSite(IStream* stream, IChessEngineSite** proxy) {
         if (found == loans.by_ticket.end()) return RPC_E_DISCONNECTED;
         loan = found->second;
     }
-    *proxy = MakeObject<SiteProxy>(std::move(loan));
+    *proxy = loan->TakeProxy();
     return *proxy ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -1,9 +1,14 @@
-// Ending the process, for faults that leave no way to go on.
+// The process: its end, for faults that leave no way to go on, and the memory of its machine.
 #pragma once
+
+#include <cstdint>
 
 namespace torval {
 
 /// Ends the process with this exit status; does not return. Tests put a function here that throws.
 extern void (*end_process)(int status);
+
+/// Bytes of memory that the machine has; 2^32 where that is not known.
+std::uint64_t MemoryOfMachine();
 
 }  // namespace torval

@@ -8,6 +8,7 @@
 // Thread   a field that may change during a computation is read by ReadSetting.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -101,6 +102,22 @@ T ReadSetting(const T& field) {
 template <typename T>
 void WriteSetting(T* field, T value) {
     std::atomic_ref<T>(*field).store(value, std::memory_order_relaxed);
+}
+
+/// A depth, ply or margin of the search. A stream or a page may hold any 32 bits; the search takes
+/// them as a signed number within this range, so that no sum with scores and depths overflows.
+/// Every score and every depth lies far inside it, so what is cut off makes no difference.
+inline constexpr std::int32_t kSearchSettingLimit = 1'000'000;
+
+inline std::int32_t SearchSetting(const std::uint32_t& field) {
+    return std::clamp(
+        static_cast<std::int32_t>(ReadSetting(field)), -kSearchSettingLimit, kSearchSettingLimit);
+}
+
+/// The same for what is taken off a depth and never negative: a depth that grew would not end.
+inline std::int32_t SearchReduction(const std::uint32_t& field) {
+    return static_cast<std::int32_t>(
+        std::min(ReadSetting(field), static_cast<std::uint32_t>(kSearchSettingLimit)));
 }
 
 /// A zero-terminated text, read and written while the other thread may do the same: a reader finds a

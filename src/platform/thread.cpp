@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <new>
 #include <system_error>
 #include <thread>
 
@@ -50,22 +51,28 @@ struct Thread::Shared {
     std::condition_variable changed;
     ThreadId id = 0;
     SystemThread system_thread = 0;
+    std::shared_ptr<MessageQueue> queue;
+    bool failed = false;  ///< there was no memory for its apartment
     bool ended = false;
     std::shared_ptr<MessageQueue> waiter;  ///< whose thread waits for the end
 };
 
 bool Thread::Create(std::function<void()> procedure) {
     Close();
-    auto shared = std::make_shared<Shared>();
+    std::shared_ptr<Shared> shared;
     try {
+        shared = std::make_shared<Shared>();
         std::thread([shared, run = std::move(procedure)]() mutable {
-            EnterApartment();
+            const bool entered = !Failed(EnterApartment());
             {
                 const std::lock_guard lock(shared->mutex);
                 shared->id = CurrentThread();
                 shared->system_thread = OwnSystemThread();
+                shared->queue = CurrentQueue();
+                shared->failed = !entered;
             }
             shared->changed.notify_all();
+            if (!entered) return;
             run();
             // What the procedure holds ends with the thread, not after it.
             run = nullptr;
@@ -82,9 +89,12 @@ bool Thread::Create(std::function<void()> procedure) {
         }).detach();
     } catch (const std::system_error&) {
         return false;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
     std::unique_lock lock(shared->mutex);
     shared->changed.wait(lock, [&] { return shared->id != 0; });
+    if (shared->failed) return false;
     shared_ = shared;
     return true;
 }
@@ -92,6 +102,10 @@ bool Thread::Create(std::function<void()> procedure) {
 void Thread::Close() { shared_.reset(); }
 
 ThreadId Thread::id() const { return shared_ ? shared_->id : 0; }
+
+void Thread::PostQuit() const {
+    if (shared_) shared_->queue->PostQuit();
+}
 
 bool Thread::HasEnded() const {
     if (!shared_) return true;

@@ -28,7 +28,7 @@ public:
     Thread& operator=(const Thread&) = delete;
 
     /// Starts a thread that enters an apartment of its own and runs the procedure; its queue takes
-    /// messages from now on. False: the system has no thread to give.
+    /// messages from now on. False: the system has no thread, or not the memory for one.
     bool Create(std::function<void()> procedure);
 
     /// Forgets the thread, which goes on if it has not ended.
@@ -36,6 +36,8 @@ public:
 
     bool Exists() const { return shared_ != nullptr; }
     ThreadId id() const;
+    /// Asks the thread's loop to end, after the messages that are pending. Needs no memory.
+    void PostQuit() const;
     bool HasEnded() const;
     void SetPriority(Priority priority) const;
 

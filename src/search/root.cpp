@@ -126,9 +126,9 @@ void Iteration::Settle(MoveEntry* entry, EvalResult result, int score) {
     }
     // A later move must be better by a margin to take over.
     const int best = best_.score;
-    const bool with_margin = depth_ >= static_cast<std::int32_t>(settings_block.RootSwitchDepth) &&
+    const bool with_margin = depth_ >= SearchSetting(settings_block.RootSwitchDepth) &&
                              best > -kMateThreshold && best < kMateThreshold;
-    alpha_ = best + (with_margin ? static_cast<std::int32_t>(settings_block.RootSwitchMargin) : 0);
+    alpha_ = best + (with_margin ? SearchSetting(settings_block.RootSwitchMargin) : 0);
     beta_ = alpha_ + 1;
     think_controller.settled.store(true, std::memory_order_relaxed);
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
+#include <string>
 
 #include "board/attack.h"
 #include "board/legality.h"
@@ -170,9 +172,14 @@ void MoveToFrontInRandomOrder(const Candidates& chosen, MoveList* list) {
 
 int RootDatabaseProbe(MoveList* list) {
     if (!(ReadSetting(settings_block.BookUse) & BookUseDatabases)) return 0;
-    const std::string path = ReadSettingText(ThompsonPath);
-    if (path.empty() || Count(position.Occupied()) > kThompsonMen) return 0;
-    BeginThompsonProbe(path);
+    std::string path;
+    try {
+        path = ReadSettingText(ThompsonPath);
+        if (path.empty() || Count(position.Occupied()) > kThompsonMen) return 0;
+        BeginThompsonProbe(path);
+    } catch (const std::bad_alloc&) {
+        return 0;  // as if there were no databases
+    }
     if (!DatabasesCoverRoot()) {
         const std::string wanted = ThompsonVolumesWanted();
         if (!wanted.empty()) {

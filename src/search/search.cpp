@@ -64,16 +64,15 @@ EvalResult Shaped(EvalResult result) {
 }
 
 bool IsPawnPush() {
-    const auto limit = static_cast<std::int32_t>(settings_block.PawnPushDepth);
+    const auto limit = SearchSetting(settings_block.PawnPushDepth);
     const Move last = game_record.top->move;
     const int rank = last.to & 0xF0;
     return limit != 0 && last.flags == Pawn && (rank == 0x60 || rank == 0x10);
 }
 
 void Extend(Node* node, int ply) {
-    const auto push_depth = static_cast<std::int32_t>(settings_block.PawnPushDepth);
-    const bool check =
-        node->check > 0 && ply >= static_cast<std::int32_t>(settings_block.CheckExtensionPly);
+    const auto push_depth = SearchSetting(settings_block.PawnPushDepth);
+    const bool check = node->check > 0 && ply >= SearchSetting(settings_block.CheckExtensionPly);
     if (check || (node->depth <= push_depth && IsPawnPush())) {
         ++node->depth;
         node->extended = true;
@@ -152,7 +151,7 @@ bool NodeSearch<Us>::TryNullMove() {
         n.static_score < n.alpha - PawnValue) {
         return false;
     }
-    const int reduction = static_cast<std::int32_t>(settings_block.NullMoveReduction);
+    const int reduction = SearchReduction(settings_block.NullMoveReduction);
     NullMove();
     const EvalResult reply =
         Search<kThem>(std::max(n.depth - reduction, 0), -n.beta, -n.alpha, kNullReply);
@@ -297,7 +296,7 @@ bool NodeSearch<Us>::SearchMoves() {
     CollectCaptures<Us>(&moves);
     const bool captures_only = n.depth <= 0;
     const bool in_check = n.check > 0;
-    const auto check_plies = static_cast<std::int32_t>(settings_block.QuiescenceCheckPlies);
+    const auto check_plies = SearchSetting(settings_block.QuiescenceCheckPlies);
     if (captures_only && !in_check && moves.capture_count == 0 && !moves.has_promotion &&
         c.QuiescencePly >= check_plies) {
         return false;

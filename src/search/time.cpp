@@ -143,10 +143,10 @@ constexpr std::uint32_t kLeastMs = 2000;
 void ComputeThreatMargin(std::uint32_t spent) {
     ThinkController& c = think_controller;
     const SettingsBlock& s = settings_block;
-    const auto margin = static_cast<std::int32_t>(ReadSetting(s.ThreadMargin));
+    const int margin = SearchSetting(s.ThreadMargin);
     const std::uint32_t target = c.budget.TargetTime.load(kRelaxed);
     const bool late = spent > target || target - spent < s.LateMarginMs;
-    c.ThreatMargin = margin < 1 ? 0 : late ? static_cast<std::int32_t>(s.LateThreadMargin) : margin;
+    c.ThreatMargin = margin < 1 ? 0 : late ? SearchSetting(s.LateThreadMargin) : margin;
 }
 
 }  // namespace

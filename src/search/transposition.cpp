@@ -10,7 +10,8 @@ TranspositionTable transposition_table;
 
 namespace {
 
-std::unique_ptr<TTEntry[]> table_memory;
+// Never destroyed: a host may leave its program while the engine's thread searches.
+std::unique_ptr<TTEntry[]>& table_memory = *new std::unique_ptr<TTEntry[]>;
 
 }  // namespace
 

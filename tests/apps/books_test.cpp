@@ -139,6 +139,18 @@ TEST_F(HostBooks, APlayerChoosesHowBooksAreUsed) {
     EXPECT_THAT(ran.err, HasSubstr("usage: book ["));
 }
 
+TEST_F(HostBooks, AnAlternativeIsWrittenAsAMoveIs) {
+    // Nd2 could be either knight's, and gives check.
+    const Ran ran = Torval({"play", "--book", book_.c_str()},
+                           "auto off\nbook user\nfen 8/8/8/8/4k3/8/8/KN3N2 w - - 0 1\n"
+                           "Nbd2\nbook add\nback\nNfd2\nbook add\nback\ngo\nnext\nnext\n");
+    EXPECT_EQ(ran.code, 0) << ran.err;
+    EXPECT_THAT(ran.out, HasSubstr("(book)"));
+    EXPECT_THAT(ran.out,
+                testing::AnyOf(testing::EndsWith("\n1. Nbd2+\n1. Nfd2+\n"),
+                               testing::EndsWith("\n1. Nfd2+\n1. Nbd2+\n")));
+}
+
 TEST_F(HostBooks, CommandsUseABookOnlyWhenAskedTo) {
     EXPECT_THAT(Torval({"search", "--depth", "1"}).out, Not(HasSubstr("Book move")));
     EXPECT_THAT(Torval({"search", "--book", book_.c_str()}).out, StartsWith("Book move: "));

@@ -77,7 +77,8 @@ TEST_P(FenTextTest, WritesThePositionAfterAMove) {
     MOVES made;
     ASSERT_EQ(session.engine()->DoMove(GetParam().move, &made), S_OK);
     session.engine()->get_Position(&board);
-    EXPECT_EQ(FenText(board, &made.MOVES[0]), GetParam().expected);
+    EXPECT_EQ(FenText(board, &made.MOVES[0], {board.fifty_moves, board.ply_no / 2 + 1}),
+              GetParam().expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -215,7 +216,7 @@ TEST_P(RandomGameTest, EveryMoveWrittenFindsItselfAgain) {
             const std::string text = AlgebraicText(move, before);
             ASSERT_EQ(MoveBack(1), StatusOk);
             ASSERT_EQ(DoMove(text.c_str(), &made), StatusOk)
-                << text << " for " << chosen << " in " << FenText(before, nullptr);
+                << text << " for " << chosen << " in " << FenText(before, nullptr, {});
             EXPECT_TRUE(SameMove(made.MOVES[0], move)) << text << " for " << chosen;
         }
     }

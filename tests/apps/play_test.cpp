@@ -2,9 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+#include <ext/stdio_filebuf.h>
+
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 #include <thread>
 
@@ -15,6 +19,7 @@
 #include "apps/text.h"
 #include "platform/tick.h"
 #include "support/run_command.h"
+#include "support/uci_dialogue.h"
 
 namespace torval {
 namespace {
@@ -87,6 +92,18 @@ INSTANTIATE_TEST_SUITE_P(
             "StalemateByHand", "auto off\nfen 7k/8/6K1/8/8/8/8/5Q2 w - - 0 1\nQf7", "Stalemate"},
         EndCase{"StalemateSetUp", "fen 7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "Stalemate"},
         EndCase{"MateSetUp", "fen 7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", "Checkmate. White wins."},
+        EndCase{"NoMaterialSetUp", "fen 4kb2/8/8/8/8/8/8/4K1N1 w - - 3 9", "Neither side can mate"},
+        EndCase{"FiftyMovesSetUp", "fen 7k/8/6K1/8/8/8/8/6Q1 w - - 100 90", "Fifty moves without"},
+        EndCase{"FiftyMovesButMate", "fen 7k/6Q1/6K1/8/8/8/8/8 b - - 120 90", "Checkmate."},
+        EndCase{"FiftyMovesByHand",
+                "auto off\nfen 4k3/8/8/8/8/8/4P3/4K3 w - - 97 90\nKd2\nKd8\nKe1",
+                "91. Ke1\nFifty moves without"},
+        EndCase{"FiftyMovesByTheEngine",
+                "fen 7k/8/5K2/8/8/8/8/6Q1 w - - 98 80\nKe6",
+                ", depth 2)\nFifty moves without"},
+        EndCase{"MateAtTheFiftiethMove",
+                "auto off\nfen 7k/8/6K1/8/8/8/8/5Q2 w - - 99 80\nQf8",
+                "Qf8#\nCheckmate. White wins."},
         EndCase{"NoMaterial", "fen 7k/8/8/8/8/8/1p6/K5B1 w - - 0 1\nKxb2", "Neither side can mate"},
         EndCase{"Repetition",
                 "auto off\nNf3\nNf6\nNg1\nNg8\nNf3\nNf6\nNg1\nNg8",
@@ -161,6 +178,18 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCommand{"NoCommand", "fly away", "there is no command 'fly'"},
         RefusedCommand{"Ambiguous", "fen 7k/8/8/8/8/8/8/KN3N2 w - - 0 1\nNd2", "Nb1d2"},
         RefusedCommand{"BadFen", "fen 8/8 w - -", "board: 2 ranks"},
+        RefusedCommand{"PawnOnItsLastRank",
+                       "fen P3k3/8/8/8/8/8/8/4K3 w - - 0 1",
+                       "line 1: board: a pawn is on rank 8"},
+        RefusedCommand{"PawnBehindItsFirst",
+                       "fen 4k3/8/8/8/8/8/8/P3K3 w - - 0 1",
+                       "board: a pawn is on rank 1"},
+        RefusedCommand{"KingThatCanBeTaken",
+                       "fen 4k3/8/8/8/8/8/4R3/4K3 w - - 0 1",
+                       "side to move: White could take the king of Black"},
+        RefusedCommand{"KingsTooClose",
+                       "fen 4k3/4K3/8/8/8/8/8/8 b - - 0 1",
+                       "side to move: Black could take the king of White"},
         RefusedCommand{"NothingToTakeBack", "back", "fewer moves"},
         RefusedCommand{"BackNowhere", "back 0", "usage: back"},
         RefusedCommand{"NoHint", "hint", "no hint"},
@@ -197,6 +226,38 @@ TEST(Play, ObeysWhileTheEngineThinks) {
     const Ran stopped = Play("level infinite\ngo\nstop\nmoves\ngo\nnew\nanalyse\nstop\ngo\n");
     EXPECT_EQ(stopped.code, 0) << stopped.err;
     EXPECT_THAT(stopped.out, HasSubstr("Stopped.\nNo moves yet.\n"));
+}
+
+/// Both outputs of a script that comes through a pipe.
+class FromPipe : public testing::Test {
+protected:
+    UciDialogue dialogue{[](int input, int output) {
+        __gnu_cxx::stdio_filebuf<char> buffer(dup(output), std::ios::out);
+        std::ostream out(&buffer);
+        Console console{std::cin, out, out, false};
+        Player player({});
+        PlayScript(player, console, input);
+    }};
+};
+
+TEST_F(FromPipe, LetsTheEngineThinkWhileNoLineIsThere) {
+    // A single move is answered after three iterations, at this level too.
+    dialogue.Send("level infinite\nfen k7/8/8/8/8/8/5r2/7K w - - 0 1\ngo");
+    EXPECT_THAT(dialogue.Until("1. "), testing::EndsWith(", depth 3)"));
+    dialogue.SendRaw("mo");
+    dialogue.SendRaw("ves\r\n");
+    EXPECT_EQ(dialogue.Until("1. "), "1. Kg1");
+}
+
+TEST_F(FromPipe, CountsALineThatIsTooLongAndTakesALastOneWithoutAnEnd) {
+    dialogue.SendRaw(std::string(3 << 20, ' ') + "e4\n#\nfly\nauto off\ne4");
+    dialogue.End();
+    EXPECT_THAT(dialogue.lines(),
+                testing::ElementsAre("line 1: the line is too long",
+                                     HasSubstr("line 3: 'fly' is neither"),
+                                     HasSubstr("The engine moves only"),
+                                     "1. e4",
+                                     HasSubstr("Opening: ")));
 }
 
 TEST(Play, PondersBetweenTheMoves) {
@@ -266,6 +327,36 @@ TEST(Play, ReplacesAFileWhenThatIsWanted) {
     std::filesystem::remove(file);
 }
 
+TEST(Play, CountsOnFromAFen) {
+    const std::string file = FileFor("counted.pgn");
+    const Ran played = Play(
+        "auto off\nfen 4k3/8/8/8/8/8/4P3/4K2R b K - 47 60\nKd7\nO-O\nfen\nKd8\n"
+        "e3\nfen\nback\nfen\nsave game " +
+        file + "\n");
+    EXPECT_EQ(played.code, 0) << played.err;
+    EXPECT_THAT(played.out,
+                testing::AllOf(
+                    HasSubstr("60... Kd7\n61. O-O\n8/3k4/8/8/8/8/4P3/5RK1 b - - 49 61\n61... Kd8"),
+                    HasSubstr("62. e3\n3k4/8/8/8/8/4P3/8/5RK1 b - - 0 62\n"),
+                    HasSubstr("Back to 61... Kd8\n3k4/8/8/8/8/8/4P3/5RK1 w - - 50 62\n")));
+    std::ostringstream text;
+    text << std::ifstream(file).rdbuf();
+    EXPECT_THAT(text.str(),
+                HasSubstr("[FEN \"4k3/8/8/8/8/8/4P3/4K2R b K - 47 60\"]\n\n"
+                          "60... Kd7 61. O-O Kd8 *\n"));
+    EXPECT_THAT(Play("load game " + file + "\nfen\n").out,
+                testing::EndsWith("\n3k4/8/8/8/8/8/4P3/5RK1 w - - 50 62\n"));
+    // What is played on after a hundred half-moves ends as its last move does.
+    std::ofstream(file) << "[FEN \"7k/8/6K1/8/8/8/8/5Q2 w - - 99 80\"]\n\n80. Qf2 Kg8 81. Qf7+ Kh8 "
+                           "82. Qf8# 1-0\n";
+    EXPECT_EQ(Play("load game " + file + "\n").out,
+              "Game loaded: 5 half-moves.\nCheckmate. White wins.\n");
+    std::filesystem::remove(file);
+    // The double step that an en passant square tells of is a move of the game, and a pawn's.
+    EXPECT_THAT(Play("fen 4k3/8/8/3Pp3/8/8/8/4K3 w - e6 7 30\nmoves\nfen\n").out,
+                HasSubstr("29... e5\n4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 30\n"));
+}
+
 TEST(Play, NamesTheOpeningInTheGamesFile) {
     const std::string file = FileFor("named.pgn");
     const auto tags_of = [&file](const std::string& script, const char* force = "") {
@@ -284,6 +375,10 @@ TEST(Play, NamesTheOpeningInTheGamesFile) {
     EXPECT_THAT(renamed, HasSubstr("[ECO \"B12\"]"));
     EXPECT_THAT(renamed, Not(HasSubstr("Variation \"y\"")));
     EXPECT_THAT(tags_of("fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1"), Not(HasSubstr("ECO")));
+}
+
+TEST(Play, HintsAsMovesAreWritten) {
+    EXPECT_THAT(Play("f3\nhint\n").out, HasSubstr("Perhaps e4.\n"));
 }
 
 /// A game with an illegal move, which is refused only when half of it has been entered.
@@ -467,6 +562,12 @@ TEST(Player, TellsAForeseenMoveFromABookMove) {
     ASSERT_EQ(news.size(), 1U);
     EXPECT_THAT(news[0], testing::Not(HasSubstr("book")));
     EXPECT_THAT(news[0], testing::AnyOf(HasSubstr(", foreseen)"), HasSubstr(", depth ")));
+}
+
+TEST(Player, CallsNothingABookMoveWithoutABook) {
+    // No iteration at all: depth and score are 0, as a book move's are.
+    const Ran played = Play("level depth 0\ne4\n");
+    EXPECT_THAT(played.out, HasSubstr("(+0.00, depth 0)\n"));
 }
 
 TEST(Player, CompletesCommandsAndTheirWords) {

@@ -214,6 +214,20 @@ TEST_F(Uci, EveryGoIsAnsweredInTurn) {
     }
 }
 
+TEST_F(Uci, TakesTheTablesSizeUntilAPositionIsSet) {
+    for (const char* line : {"stop", "ucinewgame", "debug off"}) {
+        dialogue.Ready();
+        dialogue.Send(line);
+        dialogue.Send("setoption name Hash value 8");
+    }
+    dialogue.Ready();
+    EXPECT_EQ(dialogue.Count("info string"), 0);
+    dialogue.Send("position startpos");
+    dialogue.Send("setoption name Hash value 4");
+    dialogue.Ready();
+    EXPECT_EQ(dialogue.Count("info string Hash stays at "), 1);
+}
+
 TEST_F(Uci, TakesOptionsDuringASearch) {
     dialogue.Send("go infinite");
     dialogue.Send("setoption name hash value 32");

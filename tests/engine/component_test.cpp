@@ -1,7 +1,10 @@
 #include <array>
 #include <random>
+#include <thread>
 
+#include "board/piece.h"
 #include "engine/component_fixture.h"
+#include "game/game.h"
 
 namespace torval {
 
@@ -129,6 +132,104 @@ TEST_F(ComponentTest, EndsAGameByMate) {
     PumpUntil([this] { return !site->finals.empty(); });
     EXPECT_EQ(site->finals[0].vlen, 0);
     EXPECT_EQ(site->Count("message 7"), 0) << "mate is no stalemate";
+}
+
+/// The last move is gone although there was nothing to put in its place.
+TEST_F(ComponentTest, ShowsTheTakeBackOfAnAlternativeThatCannotBePlayed) {
+    ASSERT_EQ(Play("e4"), S_OK);
+    constexpr EVAR kE4 = {0x14, 0x34, 1, 0};
+    constexpr EVAR kNotLegal = {0x00, 0x70, 4, 0};
+    next_best_list = {{kE4, kNotLegal}, {}, 2, 0};
+    EVAR move;
+    EXPECT_EQ(engine->DoNextBestMove(&move), 20);
+    CHSBRD board;
+    std::uint16_t color = 1;
+    EXPECT_EQ(engine->get_Position(&board), S_OK);
+    EXPECT_EQ(engine->get_PlayColor(&color), S_OK);
+    EXPECT_EQ(board.ply_no, 0);
+    EXPECT_EQ(board.color, White);
+    EXPECT_EQ(board.board[12], 0x11) << "the pawn is back on e2";
+    EXPECT_EQ(color, White);
+    EXPECT_EQ(Play("d4"), S_OK);
+}
+
+TEST_F(ComponentTest, StartsOnOneThreadOnly) {
+    std::thread([this] {
+        EnterApartment();
+        {
+            Ref<IChessEngine2> second;
+            Ref<IPersistStreamInit> settings;
+            CreateInstance("TORVAL.Engine", IID_IChessEngine2, second.ReceiveVoid());
+            second->QueryInterface(IID_IPersistStreamInit, settings.ReceiveVoid());
+            settings->InitNew();
+            EXPECT_EQ(second->Start(site.Get()), RPC_E_WRONG_THREAD);
+        }
+        LeaveApartment();
+    }).join();
+    PutLevel(0, 3);
+    engine->StartComputerMove(0);
+    PumpUntil([this] { return !site->finals.empty(); });
+    EXPECT_GE(site->finals[0].vlen, 1) << "the first thread is still served";
+}
+
+/// What no story of a game needs, by method: a null pointer, and the plain answer.
+TEST_F(ComponentTest, AnswersTheQuietMethods) {
+    Ref<IChessBook> book;
+    Ref<IPersistStreamInit> settings;
+    engine->QueryInterface(IID_IChessBook, book.ReceiveVoid());
+    engine->QueryInterface(IID_IPersistStreamInit, settings.ReceiveVoid());
+    W_INFO info = {};
+    info.memtype = 77;
+    std::uint32_t mask = 0;
+    std::uint32_t version = 5;
+    std::uint64_t size = 0;
+    GUID id = {};
+    char text[] = "text";
+    char* position_text = text;
+    EVAR move;
+    struct Case {
+        const char* method;
+        HRESULT answer;
+        HRESULT expected;
+    };
+    for (const Case& c : {
+             Case{"GetInfo(null)", engine->GetInfo(nullptr), E_POINTER},
+             Case{"GetInfo", engine->GetInfo(&info), S_OK},
+             Case{"get_PlayColor(null)", engine->get_PlayColor(nullptr), E_POINTER},
+             Case{"get_EventMask(null)", engine->get_EventMask(nullptr), E_POINTER},
+             Case{"get_EventMask", engine->get_EventMask(&mask), S_OK},
+             Case{"GetClassID(null)", settings->GetClassID(nullptr), E_POINTER},
+             Case{"GetClassID", settings->GetClassID(&id), S_OK},
+             Case{"GetSizeMax(null)", settings->GetSizeMax(nullptr), E_POINTER},
+             Case{"GetSizeMax", settings->GetSizeMax(&size), S_OK},
+             Case{"GetBookVersion(null)", book->GetBookVersion(nullptr), E_POINTER},
+             Case{"GetBookVersion", book->GetBookVersion(&version), S_OK},
+             Case{"CreateBook", engine->CreateBook("a", "b"), E_NOTIMPL},
+             Case{"CreateBook of the book", book->CreateBook("a", "b", 0), E_NOTIMPL},
+             Case{"put_BookPositionText", engine->put_BookPositionText("a"), E_NOINTERFACE},
+             Case{"get_BookPositionText", engine->get_BookPositionText(&position_text), S_FALSE},
+             Case{"get_BookPositionText(null)", engine->get_BookPositionText(nullptr), E_POINTER},
+             Case{"IsPondering", engine->IsPondering(), S_FALSE},
+             Case{"DoNextBestMove(null)", engine->DoNextBestMove(nullptr), E_POINTER},
+             Case{"DoNextBestMove", engine->DoNextBestMove(&move), 20},
+         }) {
+        EXPECT_EQ(c.answer, c.expected) << c.method;
+    }
+    EXPECT_EQ(info.Revision[0], 5);
+    EXPECT_EQ(info.transp, 255);
+    EXPECT_EQ(info.memtype, 77) << "left as it was";
+    EXPECT_EQ(info.PawnValue, 128);
+    EXPECT_EQ(info.MateValue, 10000);
+    EXPECT_STREQ(reinterpret_cast<const char*>(info.MainBook), "TORVAL.BK1");
+    EXPECT_EQ(mask, kAllEvents);
+    EXPECT_EQ(id, CLSID_CChessEngine);
+    EXPECT_EQ(size, 1678U) << "with the longest path";
+    EXPECT_EQ(version, 0U);
+    EXPECT_EQ(position_text, nullptr);
+    PutLevel(6, 0);
+    engine->StartPondering(1);
+    EXPECT_EQ(engine->IsPondering(), S_OK);
+    engine->StopComputing(true);
 }
 
 /// Random commands against what the flags must say after each.

@@ -13,9 +13,9 @@
 #include <string>
 
 #include "apps/fen.h"
+#include "apps/host/line_io.h"
 #include "apps/host/move_text.h"
 #include "apps/uci/command.h"
-#include "apps/uci/line_io.h"
 #include "apps/uci/skip_list.h"
 #include "apps/uci/time_budget.h"
 

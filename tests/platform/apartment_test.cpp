@@ -25,10 +25,22 @@ bool IsReadable(int descriptor) {
 
 bool PostHere(std::uint32_t id) { return PostThreadMessage(CurrentThread(), id, 0, 0); }
 
+class FunctionCall final : public WindowCall {
+public:
+    explicit FunctionCall(std::function<HRESULT()> work) : work_(std::move(work)) {}
+
+private:
+    HRESULT Work() override { return work_(); }
+
+    std::function<HRESULT()> work_;
+};
+
 /// Puts a call into the calling thread's queue.
 std::shared_ptr<WindowCall> PostCall(std::function<HRESULT()> work) {
-    auto call = std::make_shared<WindowCall>(std::move(work));
-    EXPECT_TRUE(CurrentQueue()->Post({.window = kCallWindow, .id = kMessageCall, .call = call}));
+    auto call = std::make_shared<FunctionCall>(std::move(work));
+    const std::uint64_t number = call->Begin();
+    EXPECT_TRUE(CurrentQueue()->Post(
+        {.window = kCallWindow, .id = kMessageCall, .wparam = number, .call = call}));
     return call;
 }
 
@@ -187,7 +199,7 @@ TEST_F(ApartmentTest, FailsTheCallsLeftInItWhenItEnds) {
     const auto queue = CurrentQueue();
     LeaveApartment();
     EXPECT_EQ(call->Wait(), RPC_E_DISCONNECTED);
-    call->Run();
+    call->Run(1);
     EXPECT_FALSE(has_run);
     EXPECT_FALSE(queue->Post({.id = kFirstId})) << "also for those who still hold the queue";
 }

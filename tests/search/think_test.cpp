@@ -204,6 +204,27 @@ TEST_F(ThinkTest, LeavesOutTheMovesOfTheSkipList) {
     }
 }
 
+/// A settings stream can hold any 32 bits.
+TEST_F(ThinkTest, StandsSettingsNearTheEndsOfTheirRange) {
+    using Field = std::uint32_t SettingsBlock::*;
+    for (const Field field : {&SettingsBlock::NullMoveReduction,
+                              &SettingsBlock::CheckExtensionPly,
+                              &SettingsBlock::QuiescenceCheckPlies,
+                              &SettingsBlock::RootSwitchMargin,
+                              &SettingsBlock::RootSwitchDepth,
+                              &SettingsBlock::PawnPushDepth,
+                              &SettingsBlock::ThreadMargin,
+                              &SettingsBlock::LateThreadMargin}) {
+        for (const std::uint32_t value : {0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+            SetDefaultSettings();
+            settings_block.ThreadMargin = 1;
+            settings_block.*field = value;
+            SetUpPosition("4k3/pp3p2/8/3n4/3N4/8/PP3P2/4K3 w - - 0 1");
+            EXPECT_EQ(SearchTo(5).depth, 5) << value;
+        }
+    }
+}
+
 TEST_F(ThinkTest, RefusesWhileItComputesAndWhenTheRecordIsFull) {
     MAINVAR line;
     SetFlag(FlagEngineToMove);

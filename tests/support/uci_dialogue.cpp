@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <array>
 
-#include "apps/uci/uci_loop.h"
-
 namespace torval {
 
 namespace {
@@ -23,7 +21,7 @@ void CloseOnce(int* descriptor) {
 
 }  // namespace
 
-UciDialogue::UciDialogue() {
+UciDialogue::UciDialogue(std::function<void(int input, int output)> loop) {
     std::array<int, 2> in{};
     std::array<int, 2> out{};
     if (pipe(in.data()) != 0 || pipe(out.data()) != 0) {
@@ -32,8 +30,8 @@ UciDialogue::UciDialogue() {
     }
     to_loop_ = in[1];
     from_loop_ = out[0];
-    loop_ = std::thread([input = in[0], output = out[1]] {
-        EXPECT_NO_THROW(RunUci(input, output));
+    loop_ = std::thread([run = std::move(loop), input = in[0], output = out[1]] {
+        EXPECT_NO_THROW(run(input, output));
         close(input);
         close(output);
     });

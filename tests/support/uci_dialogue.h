@@ -1,20 +1,24 @@
-// A chess program's side of the protocol: the loop runs on a thread of its own, between two pipes.
+// A chess program's side of the protocol, or the user's of another host: the loop runs on a thread of
+// its own, between two pipes.
 //
 // Errors   a line that does not come within a generous limit fails the test and ends the dialogue,
 //          so that nothing waits for ever.
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
+#include "apps/uci/uci_loop.h"
+
 namespace torval {
 
 class UciDialogue {
 public:
-    UciDialogue();
+    explicit UciDialogue(std::function<void(int input, int output)> loop = RunUci);
     /// Ends the input, reads what is left and joins the loop.
     ~UciDialogue();
     UciDialogue(const UciDialogue&) = delete;

@@ -1,4 +1,4 @@
-#include "apps/uci/line_io.h"
+#include "apps/host/line_io.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -28,6 +28,15 @@ void LineReader::Fill() {
         return;
     }
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
+    End();
+}
+
+bool LineReader::CanFill() const {
+    pollfd file = {.fd = descriptor_, .events = POLLIN, .revents = 0};
+    return !ended_ && poll(&file, 1, 0) > 0;
+}
+
+void LineReader::End() {
     ended_ = true;
     if (!partial_.empty() || dropping_) EndLine();
 }
@@ -49,14 +58,16 @@ void LineReader::Take(std::string_view bytes) {
 
 void LineReader::EndLine() {
     if (!partial_.empty() && partial_.back() == '\r') partial_.pop_back();
-    if (!dropping_) lines_.push_back(std::move(partial_));
+    lines_.push_back({std::move(partial_), dropping_});
     partial_.clear();
     dropping_ = false;
 }
 
-bool LineReader::Next(std::string* line) {
+bool LineReader::Next(std::string* line, bool* too_long) {
+    while (!too_long && !lines_.empty() && lines_.front().too_long) lines_.pop_front();
     if (lines_.empty()) return false;
-    *line = std::move(lines_.front());
+    *line = std::move(lines_.front().text);
+    if (too_long) *too_long = lines_.front().too_long;
     lines_.pop_front();
     return true;
 }

@@ -14,7 +14,7 @@ namespace torval {
 
 class LineReader {
 public:
-    /// Lines beyond this length are no commands and are dropped whole.
+    /// Lines beyond this length are no commands, and nothing of them is kept.
     static constexpr std::size_t kLongestLine = std::size_t{1} << 20;
 
     explicit LineReader(int descriptor) : descriptor_(descriptor) {}
@@ -26,18 +26,29 @@ public:
     /// Reads once. Waits when nothing is there. A last line without an end counts as a line.
     void Fill();
 
-    /// Takes the next line, without its end. False when there is no whole line yet.
-    bool Next(std::string* line);
+    /// Whether Fill would not wait.
+    bool CanFill() const;
+
+    /// What was read otherwise: bytes, and the end of the input.
+    void Take(std::string_view bytes);
+    void End();
+
+    /// Takes the next line, without its end. False when there is no whole line yet. A line that was
+    /// too long is passed over; with `too_long`, it comes as an empty one.
+    bool Next(std::string* line, bool* too_long = nullptr);
 
 private:
-    void Take(std::string_view bytes);
+    struct Line {
+        std::string text;
+        bool too_long;
+    };
     void EndLine();
 
     int descriptor_;
     bool ended_ = false;
     bool dropping_ = false;  ///< the line that is being read is too long
     std::string partial_;
-    std::deque<std::string> lines_;
+    std::deque<Line> lines_;
 };
 
 class LineWriter {
