@@ -31,6 +31,11 @@ std::string Advice(const CLI::App& application) {
 
 // ---- Options ------------------------------------------------------------------------------------
 
+CLI::Option* TakesNames(CLI::Option* option, const std::string& separators) {
+    return option->transform(
+        [separators](const std::string& names) { return ExpandHomes(names, separators); });
+}
+
 Option& Option::ValueName(const std::string& name) {
     option_->type_name(name);
     return *this;
@@ -38,6 +43,11 @@ Option& Option::ValueName(const std::string& name) {
 
 Option& Option::Required() {
     option_->required();
+    return *this;
+}
+
+Option& Option::TakesNames(const std::string& separators) {
+    torval::TakesNames(option_, separators);
     return *this;
 }
 

@@ -14,7 +14,8 @@ struct Console {
     std::istream& in;
     std::ostream& out;
     std::ostream& err;
-    bool err_is_terminal;  ///< progress is drawn there and nowhere else
+    bool err_is_terminal;         ///< progress is drawn there and nowhere else
+    bool in_is_terminal = false;  ///< somebody is there to answer a question put on `err`
 };
 
 /// Says in one line what is wrong with the input and where.

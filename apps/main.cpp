@@ -23,5 +23,6 @@ int main(int count, char** arguments) {
     OpenStandardDescriptors();
     std::ios::sync_with_stdio(false);
     torval::Console console{std::cin, std::cout, std::cerr, isatty(STDERR_FILENO) != 0};
+    console.in_is_terminal = console.err_is_terminal && isatty(STDIN_FILENO) != 0;
     return torval::RunCommandLine(count, arguments, console);
 }

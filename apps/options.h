@@ -25,6 +25,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// For an option whose values are names of files, or lists of names that `separators` divide: "~" at the
+/// start of a name is the home directory. Returns the option.
+CLI::Option* TakesNames(CLI::Option* option, const std::string& separators = {});
+
 /// An option that takes a value, or an argument. Each function returns the option itself.
 class Option {
 public:
@@ -33,6 +37,8 @@ public:
     /// What stands for the value in the help, such as "N"; empty for nothing.
     Option& ValueName(const std::string& name);
     Option& Required();
+    /// See TakesNames.
+    Option& TakesNames(const std::string& separators = {});
     /// Refuses values outside low .. high.
     Option& InRange(int low, int high);
     /// Refuses the two together; does nothing if the command has no such option so far.

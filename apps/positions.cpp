@@ -7,6 +7,7 @@
 #include "apps/host/books.h"
 #include "apps/host/databases.h"
 #include "apps/progress.h"
+#include "apps/tablebase/table_file.h"
 #include "apps/text.h"
 #include "board/move_text.h"
 #include "book/books.h"
@@ -108,13 +109,14 @@ void AddEpdOption(Subcommand command, PositionOptions* options) {
         .AddOption("--epd",
                    &options->epd,
                    "answer each position of a file, one a line; - reads standard input")
+        .TakesNames()
         .ValueName("FILE")
         .Excludes("--fen")
         .Excludes("--moves");
 }
 
 void AddBookOption(Subcommand command, std::string* file) {
-    command.AddOption("--book", file, "play from this opening book").ValueName("FILE");
+    command.AddOption("--book", file, "play from this opening book").TakesNames().ValueName("FILE");
 }
 
 void UseBook(const std::string& file) {
@@ -131,8 +133,13 @@ void UseBook(const std::string& file) {
     }
 }
 
+void AddForceFlag(Subcommand command, bool* force) {
+    command.AddFlag("--force", force, "replace what is there, without asking");
+}
+
 void AddTablebaseOption(Subcommand command, std::string* paths) {
     command.AddOption("--tb", paths, "use the endgame databases in these directories, \"one;two\"")
+        .TakesNames(kNalimovSeparators)
         .ValueName("PATHS");
 }
 
@@ -141,7 +148,8 @@ void UseTablebases(const std::string& paths, std::ostream& err) {
     if (const std::string damage = LeaveOutDamagedOwnDirectory(); !damage.empty()) {
         err << "torval: " << damage << '\n' << std::flush;
     }
-    const std::string problem = NalimovPathProblem(paths);
+    std::string problem = NalimovPathProblem(paths);
+    if (problem.empty()) problem = MissingFolder(paths);
     if (!problem.empty()) throw InputError("--tb: " + problem);
     paths.copy(NalimovPath, paths.size());
     NalimovPath[paths.size()] = '\0';
@@ -205,7 +213,7 @@ void AnswerEach(const PositionOptions& options,
         std::error_code ignored;
         file.open(options.epd);
         if (!file || std::filesystem::is_directory(options.epd, ignored)) {
-            throw InputError("--epd: cannot read " + Quote(options.epd));
+            throw InputError("--epd: cannot read " + QuoteName(options.epd));
         }
         if (std::filesystem::is_regular_file(options.epd, ignored)) lines = CountLines(options.epd);
     }

@@ -32,6 +32,9 @@ void AddBookOption(Subcommand command, std::string* file);
 /// Opens the file as the main book; nothing for an empty name. After StartEngine.
 void UseBook(const std::string& file);
 
+/// --force, for a command that writes a new file.
+void AddForceFlag(Subcommand command, bool* force);
+
 /// --tb PATHS, for a command that uses no endgame databases without it.
 void AddTablebaseOption(Subcommand command, std::string* paths);
 /// Has the engine use the endgame databases in these directories; nothing for an empty text. After

@@ -1,6 +1,8 @@
 #include "apps/text.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstdlib>
 
 namespace torval {
 
@@ -23,6 +25,38 @@ std::string JoinWords(const std::vector<std::string>& words) {
         text += word;
     }
     return text;
+}
+
+bool IsYes(std::string_view answer) {
+    const std::vector<std::string_view> words = SplitWords(answer);
+    return words.size() == 1 && (words[0] == "y" || words[0] == "Y" || words[0] == "yes");
+}
+
+std::string QuoteName(std::string_view name) {
+    constexpr char kDelete = 0x7F;
+    std::string quoted = "'";
+    for (const char c : name) {
+        const bool control = static_cast<unsigned char>(c) < ' ' || c == kDelete;
+        quoted += control ? '?' : c;
+    }
+    return quoted + "'";
+}
+
+std::string ExpandHome(std::string name) {
+    if (!name.starts_with('~') || (name.size() > 1 && name[1] != '/')) return name;
+    const char* const home = std::getenv("HOME");
+    return home && home[0] != '\0' ? home + name.substr(1) : name;
+}
+
+std::string ExpandHomes(std::string_view list, std::string_view separators) {
+    std::string expanded;
+    for (;;) {
+        const std::size_t end = std::min(list.find_first_of(separators), list.size());
+        expanded += ExpandHome(std::string(list.substr(0, end)));
+        if (end == list.size()) return expanded;
+        expanded += list[end];
+        list.remove_prefix(end + 1);
+    }
 }
 
 std::string Quote(std::string_view text) {

@@ -17,6 +17,17 @@ std::string JoinWords(const std::vector<std::string>& words);
 /// anything else.
 bool ReadNumber(std::string_view word, int least, int most, int* number);
 
+/// Whether this answers a question with yes.
+bool IsYes(std::string_view answer);
+
+/// A file's name for a message, in quotes: whole however long it is, and on one line.
+std::string QuoteName(std::string_view name);
+
+/// A name as a person types it: "~" at its start, alone or before a slash, is $HOME.
+std::string ExpandHome(std::string name);
+/// The same for each name of a list that these characters divide.
+std::string ExpandHomes(std::string_view list, std::string_view separators);
+
 /// Foreign text for a message, in quotes: short, and on one line whatever its bytes are.
 std::string Quote(std::string_view text);
 

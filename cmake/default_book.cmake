@@ -8,7 +8,7 @@ set(default_book "${default_book_folder}/TORVAL.BK1")
 file(MAKE_DIRECTORY "${default_book_folder}")
 add_custom_command(
     OUTPUT "${default_book}"
-    COMMAND torval book make "${default_book}" --openings
+    COMMAND torval book make "${default_book}" --openings --force
     DEPENDS torval
     COMMENT "Making the opening book"
     VERBATIM)

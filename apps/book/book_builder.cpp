@@ -91,7 +91,7 @@ public:
             unlink(name.c_str());
             file_.reset(fdopen(file, "w+b"));
         }
-        if (!file_) throw std::runtime_error("cannot make a temporary file at " + Quote(name));
+        if (!file_) throw std::runtime_error("cannot make a temporary file at " + QuoteName(name));
     }
 
     void Write(const MoveTally& tally) {

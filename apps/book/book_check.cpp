@@ -275,10 +275,10 @@ private:
 
 BookReport CheckBook(const std::string& path, const RecordVisitor& visit) {
     DiskFile file;
-    if (!file.Open(path, DiskAccess::ReadOnly)) throw InputError("cannot read " + Quote(path));
+    if (!file.Open(path, DiskAccess::ReadOnly)) throw InputError("cannot read " + QuoteName(path));
     BookHeader header;
     if (file.Read(header.bytes) != header.bytes.size() || !header.MagicIsValid()) {
-        throw InputError(Quote(path) + " is no opening book");
+        throw InputError(QuoteName(path) + " is no opening book");
     }
     return Checker(&file, visit).Check();
 }

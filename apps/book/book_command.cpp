@@ -10,17 +10,21 @@ namespace torval {
 namespace {
 
 void AddFile(CLI::App* command, std::string* file, const char* what) {
-    command->add_option("FILE", *file, what)->required()->type_name("");
+    TakesNames(command->add_option("FILE", *file, what))->required()->type_name("");
 }
 
 void AddMake(CLI::App* book, Console& console) {
     const auto options = std::make_shared<MakeBookOptions>();
     CLI::App* const command =
         book->add_subcommand("make", "Make a book from games; without games an empty one");
-    command->add_option("OUT", options->out, "the book, written anew")->required()->type_name("");
-    command->add_option("--pgn", options->pgn, "collections of games, - reads standard input")
+    TakesNames(command->add_option("OUT", options->out, "the book to write"))
+        ->required()
+        ->type_name("");
+    TakesNames(
+        command->add_option("--pgn", options->pgn, "collections of games, - reads standard input"))
         ->type_name("FILE");
-    command->add_option("--lines", options->lines, "texts with one line of moves in each line")
+    TakesNames(
+        command->add_option("--lines", options->lines, "texts with one line of moves in each line"))
         ->type_name("FILE");
     CLI::Option* const openings = command->add_flag(
         "--openings", options->openings, "the opening lines that are built in, in place of games");
@@ -44,6 +48,7 @@ void AddMake(CLI::App* book, Console& console) {
          {"--pgn", "--lines", "--variant", "--plies", "--min-games", "--min-elo"}) {
         openings->excludes(command->get_option(other));
     }
+    AddForceFlag(Subcommand(command), &options->force);
     command->callback([options, &console] { MakeBook(*options, console); });
 }
 
@@ -51,15 +56,20 @@ void AddMerge(CLI::App* book, Console& console) {
     struct Options {
         std::string out;
         std::vector<std::string> files;
+        bool force = false;
     };
     const auto options = std::make_shared<Options>();
     CLI::App* const command = book->add_subcommand(
         "merge", "Make one book of several: games are added up, scores are the first book's");
-    command->add_option("OUT", options->out, "the book, written anew")->required()->type_name("");
-    command->add_option("FILE", options->files, "books of one variant and version")
+    TakesNames(command->add_option("OUT", options->out, "the book to write"))
         ->required()
         ->type_name("");
-    command->callback([options, &console] { MergeBooks(options->out, options->files, console); });
+    TakesNames(command->add_option("FILE", options->files, "books of one variant and version"))
+        ->required()
+        ->type_name("");
+    AddForceFlag(Subcommand(command), &options->force);
+    command->callback(
+        [options, &console] { MergeBooks(options->out, options->files, options->force, console); });
 }
 
 using ShowFunction = void (*)(const std::string& file, Console& console);

@@ -25,14 +25,18 @@ struct MakeBookOptions {
     int plies = 30;
     int min_games = 1;
     int min_elo = 0;
+    bool force = false;  ///< replace a book that is there
 };
 
 /// Makes a book from games; an empty one with an index to grow into from no files.
 void MakeBook(const MakeBookOptions& options, Console& console);
 
 /// One book of several of one variant and version. A move's games are added up; its score and flags
-/// are those of the first book that has it.
-void MergeBooks(const std::string& out, const std::vector<std::string>& files, Console& console);
+/// are those of the first book that has it. `force` replaces a book that is there.
+void MergeBooks(const std::string& out,
+                const std::vector<std::string>& files,
+                bool force,
+                Console& console);
 
 /// The moves of the start position, and how large the book is.
 void ListBook(const std::string& file, Console& console);

@@ -24,9 +24,13 @@ public:
     explicit EditedBook(const std::string& path) : path_(path) {
         switch (Book().Open(path)) {
             case BookOpened: break;
-            case BookNotABook: throw InputError(Quote(path) + " is no opening book");
+            case BookNotABook: throw InputError(QuoteName(path) + " is no opening book");
             case BookNoMemory: throw std::bad_alloc();
-            default: throw InputError("cannot open " + Quote(path) + " for writing");
+            default: throw InputError("cannot open " + QuoteName(path) + " for writing");
+        }
+        if (!Book().HoldsItsBlocks()) {
+            Book().Close();
+            throw std::runtime_error(Damaged());
         }
         positions_ = Book().Header().Positions();
         entries_ = Book().Header().Entries();
@@ -45,14 +49,12 @@ public:
     /// Throws what the engine had to say.
     void Check(std::int32_t result) const {
         if (last_message == MsgBookNotReadable) {
-            throw std::runtime_error(Quote(path_) + " could not be read, or cannot grow");
+            throw std::runtime_error(QuoteName(path_) + " could not be read, or cannot grow");
         }
         if (last_message == MsgBookNotWritten) {
-            throw std::runtime_error(Quote(path_) + " could not be written");
+            throw std::runtime_error(QuoteName(path_) + " could not be written");
         }
-        if (last_message == MsgBookDamaged) {
-            throw std::runtime_error(Quote(path_) + " is damaged (torval book verify tells)");
-        }
+        if (last_message == MsgBookDamaged) throw std::runtime_error(Damaged());
         if (result != StatusOk) throw std::runtime_error("the engine refuses to change the book");
     }
 
@@ -67,6 +69,10 @@ public:
     }
 
 private:
+    std::string Damaged() const {
+        return QuoteName(path_) + " is damaged (torval book verify tells)";
+    }
+
     const std::string path_;
     std::uint32_t positions_;
     std::uint32_t entries_;
@@ -135,7 +141,7 @@ void DeleteFromBook(const EditBookOptions& options, Console& console) {
     PlayMoves(options.position);
     const EditedBook book(options.file);
     if (EditedBook::Book().HasStatistics()) {
-        throw std::runtime_error(Quote(options.file) +
+        throw std::runtime_error(QuoteName(options.file) +
                                  " counts games: its moves can be excluded, "
                                  "not deleted");
     }

@@ -51,6 +51,16 @@ std::optional<std::string> TagValue(std::string_view line) {
     return std::nullopt;
 }
 
+/// Games are letters and digits mostly, so every second byte of theirs is zero. In other texts a zero
+/// is a rare fault.
+bool LooksLikeUtf16(std::string_view start) {
+    constexpr std::size_t kEnough = 4096;
+    start = start.substr(0, kEnough);
+    const auto zeros = static_cast<std::size_t>(std::ranges::count(start, '\0'));
+    return start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF") ||
+           (zeros > 0 && zeros >= start.size() / 4);
+}
+
 int Rating(std::string_view text) {
     constexpr int kHighest = 9999;
     int rating = 0;
@@ -63,6 +73,7 @@ int Rating(std::string_view text) {
 GameStream::GameStream(std::istream& in, Shape shape, std::size_t most_moves)
     : in_(in), shape_(shape), most_moves_(most_moves), buffer_(kBufferSize) {
     if (ComesNext("\xEF\xBB\xBF")) at_ += 3;
+    is_utf16_ = LooksLikeUtf16({buffer_.data(), end_});
 }
 
 bool GameStream::Refill() {

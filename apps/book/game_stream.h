@@ -35,6 +35,10 @@ public:
     /// The stream must outlive this. Of each game the first `most_moves` moves are handed out.
     GameStream(std::istream& in, Shape shape, std::size_t most_moves);
 
+    /// Text of two bytes a character, told by its byte order mark or by the zero bytes at its start.
+    /// No game can be read from it.
+    bool IsUtf16() const { return is_utf16_; }
+
     /// False at the end.
     bool Next(StreamedGame* game);
 
@@ -73,6 +77,7 @@ private:
     std::uint64_t bytes_read_ = 0;
     std::size_t line_ = 1;
     std::size_t column_ = 0;
+    bool is_utf16_ = false;
     bool something_read_ = false;  ///< a tag or a word of the game
     std::string word_;
     std::vector<std::size_t> ends_;  ///< of the game's moves in its text

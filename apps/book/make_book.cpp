@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <system_error>
 #include <tuple>
 
@@ -36,8 +37,11 @@ public:
         bar_.Clear();
     }
 
-    /// One line, if games were skipped.
+    /// Lines about files without games, and about games that were skipped.
     void Warn() const {
+        for (const std::string& file : without_games_) {
+            console_.err << "torval: there is no game in " << file << std::endl;
+        }
         if (damaged_ == 0) return;
         console_.err << "torval: " << damaged_ << (damaged_ == 1 ? " game" : " games")
                      << " skipped as damaged";
@@ -48,6 +52,8 @@ public:
         }
         console_.err << std::endl;
     }
+
+    bool HasUsedAny() const { return used_ > 0; }
 
     std::string Summary() const {
         std::string text = std::to_string(used_) + (used_ == 1 ? " game" : " games");
@@ -79,20 +85,27 @@ private:
             std::error_code ignored;
             file.open(name, std::ios::binary);
             if (!file || std::filesystem::is_directory(name, ignored)) {
-                throw InputError("cannot read " + Quote(name));
+                throw InputError("cannot read " + QuoteName(name));
             }
         }
         std::istream& in = from_standard_input ? console_.in : file;
+        const std::string shown = from_standard_input ? "standard input" : QuoteName(name);
         GameStream stream(in, shape, static_cast<std::size_t>(options_.plies));
+        if (stream.IsUtf16()) {
+            throw std::runtime_error(shown + " is text in UTF-16; save it as UTF-8 first");
+        }
         StreamedGame game;
         const std::uint64_t before = bytes_;
+        bool any = false;
         while (stream.Next(&game)) {
+            any = true;
             Use(game, from_standard_input ? "standard input" : name);
             bytes_ = before + stream.BytesRead();
             for (; drawn_ < bytes_ >> kUnitShift; ++drawn_) bar_.Step();
         }
         bytes_ = before + stream.BytesRead();
-        if (in.bad()) throw InputError("reading " + Quote(name) + " failed");
+        if (in.bad()) throw InputError("reading " + shown + " failed");
+        if (!any) without_games_.push_back(shown);
     }
 
     void Use(const StreamedGame& game, const std::string& name) {
@@ -125,6 +138,7 @@ private:
     std::size_t used_ = 0;
     std::size_t below_rating_ = 0;
     std::size_t damaged_ = 0;
+    std::vector<std::string> without_games_;  ///< names of files
     std::vector<std::string> first_damage_;
 };
 
@@ -196,6 +210,7 @@ void MergePosition(std::span<const Found> found, BookImage* image) {
 
 void MakeBook(const MakeBookOptions& options, Console& console) {
     const BookShape shape = ShapeOf(options);
+    AllowNewOutput(options.out, options.force, console);
     if (options.openings) {
         MakeOpeningBook(options.out, shape, console);
         return;
@@ -210,15 +225,30 @@ void MakeBook(const MakeBookOptions& options, Console& console) {
     Collector collector(options, &builder, console);
     collector.ReadAll();
     collector.Warn();
+    // A book that is there is worth more than an empty one; that is made by a call without games.
+    const std::string not_written = "; " + QuoteName(options.out) + " is not written";
+    if (!collector.HasUsedAny()) {
+        throw std::runtime_error("no game to make a book of (" + collector.Summary() + ")" +
+                                 not_written);
+    }
     try {
-        Write(options.out, builder.Finish(), console);
+        const BookImage image = builder.Finish();
+        if (image.Positions() == 0) {
+            throw std::runtime_error(
+                "no move of the games is for the book (--min-games leaves out)" + not_written);
+        }
+        Write(options.out, image, console);
     } catch (const BookTooLarge& error) {
         throw BookTooLarge(error.what() + std::string("; raise --min-games or lower --plies"));
     }
     console.out << "from " << collector.Summary() << '\n';
 }
 
-void MergeBooks(const std::string& out, const std::vector<std::string>& files, Console& console) {
+void MergeBooks(const std::string& out,
+                const std::vector<std::string>& files,
+                bool force,
+                Console& console) {
+    AllowNewOutput(out, force, console);
     BookShape shape;
     std::vector<Found> all;
     for (std::size_t i = 0; i < files.size(); ++i) {
@@ -228,7 +258,8 @@ void MergeBooks(const std::string& out, const std::vector<std::string>& files, C
             }
         });
         if (!report.IsWhole()) {
-            throw std::runtime_error(Quote(files[i]) + " has faults (torval book verify tells)");
+            throw std::runtime_error(QuoteName(files[i]) +
+                                     " has faults (torval book verify tells)");
         }
         const BookHeader& header = report.header;
         const BookShape one = {.has_statistics = header.HasStatistics(),
@@ -239,8 +270,9 @@ void MergeBooks(const std::string& out, const std::vector<std::string>& files, C
             shape = one;
         } else if (std::tie(one.has_statistics, one.version_major, one.version_minor) !=
                    std::tie(shape.has_statistics, shape.version_major, shape.version_minor)) {
-            throw std::runtime_error(Quote(files[i]) + " is of another variant or version than " +
-                                     Quote(files[0]));
+            throw std::runtime_error(QuoteName(files[i]) +
+                                     " is of another variant or version than " +
+                                     QuoteName(files[0]));
         }
     }
     std::ranges::sort(all, {}, [](const Found& one) { return std::pair(one.key, one.order); });

@@ -20,9 +20,9 @@ namespace {
 void OpenToRead(BookFile* book, const std::string& path) {
     switch (book->Open(path, DiskAccess::ReadOnly)) {
         case BookOpened: return;
-        case BookNotABook: throw InputError(Quote(path) + " is no opening book");
+        case BookNotABook: throw InputError(QuoteName(path) + " is no opening book");
         case BookNoMemory: throw std::bad_alloc();
-        default: throw InputError("cannot read " + Quote(path));
+        default: throw InputError("cannot read " + QuoteName(path));
     }
 }
 
@@ -234,7 +234,7 @@ void VerifyBook(const std::string& file, Console& console) {
         console.out << "and " << report.fault_count - report.faults.size() << " more\n";
     }
     if (!report.IsWhole()) {
-        throw std::runtime_error(Quote(file) + " has " + std::to_string(report.fault_count) +
+        throw std::runtime_error(QuoteName(file) + " has " + std::to_string(report.fault_count) +
                                  (report.fault_count == 1 ? " fault" : " faults"));
     }
     console.out << file << ": whole, " << report.positions << " positions, " << report.entries

@@ -1,13 +1,14 @@
 #include "apps/host/books.h"
 
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <stdexcept>
 #include <system_error>
 
+#include "apps/replace_file.h"
 #include "apps/text.h"
 #include "book/new_book.h"
 
@@ -38,22 +39,20 @@ fs::path ShippedBook(const fs::path& program) {
     return {};
 }
 
-/// Puts a file into place whole or not at all, and never over one that is there.
-bool PutFile(const fs::path& path, const std::string& bytes) {
+/// Puts a file into place unless one is there. Whether the engine can use what is there then.
+bool PutFile(const fs::path& path, const std::vector<std::uint8_t>& bytes) {
     std::error_code error;
     fs::create_directories(path.parent_path(), error);
-    const fs::path beside = path.string() + "." + std::to_string(getpid());
-    std::ofstream file(beside, std::ios::binary | std::ios::trunc);
-    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    file.close();
-    if (file) fs::create_hard_link(beside, path, error);
-    // Another process may have been faster; its file serves as well.
-    std::error_code ignored;
-    fs::remove(beside, ignored);
+    try {
+        // Another process may have been faster; its file serves as well.
+        CreateFile(path.string(), bytes);
+    } catch (const std::runtime_error&) {
+        return false;
+    }
     return IsWritableFile(path);
 }
 
-std::string BytesOf(const fs::path& path) {
+std::vector<std::uint8_t> BytesOf(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
@@ -69,8 +68,8 @@ std::string MainBook(const BookPlaces& places, std::vector<std::string>* remarks
         return {};
     }
     if (!data.empty() && PutFile(copy, BytesOf(shipped))) return copy;
-    remarks->push_back("the main opening book " + Quote(shipped.string()) +
-                       " cannot be written, nor copied to " + Quote(data.string()));
+    remarks->push_back("the main opening book " + QuoteName(shipped.string()) +
+                       " cannot be written, nor copied to " + QuoteName(data.string()));
     return {};
 }
 
@@ -78,9 +77,9 @@ std::string UserBook(const fs::path& data, std::vector<std::string>* remarks) {
     const fs::path path = data / kUserBook;
     if (!data.empty()) {
         const std::vector<std::uint8_t> empty = EmptyBook({.comment = "Moves added while playing"});
-        if (IsWritableFile(path) || PutFile(path, {empty.begin(), empty.end()})) return path;
+        if (IsWritableFile(path) || PutFile(path, empty)) return path;
     }
-    remarks->push_back("there is no user book: " + Quote(path.string()) + " cannot be written");
+    remarks->push_back("there is no user book: " + QuoteName(path.string()) + " cannot be written");
     return {};
 }
 
@@ -117,9 +116,9 @@ BookFiles PrepareBooks(const std::string& main, const BookPlaces& places) {
 std::string BookProblem(const std::string& path, int result) {
     switch (result) {
         case 7: return "the name of a book has at most 255 characters";
-        case 18: return Quote(path) + " is no opening book";
-        case 17: return "the book " + Quote(path) + " is missing or cannot be written";
-        default: return "the book " + Quote(path) + " cannot be opened";
+        case 18: return QuoteName(path) + " is no opening book";
+        case 17: return "the book " + QuoteName(path) + " is missing or cannot be written";
+        default: return "the book " + QuoteName(path) + " cannot be opened";
     }
 }
 

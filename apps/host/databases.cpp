@@ -25,16 +25,13 @@ constexpr std::array kFaults = {
     Fault{"*** Seek in ", " failed", " cannot be read"},
 };
 
-/// A file's name, whole however long it is.
-std::string InQuotes(std::string_view name) { return "'" + std::string(name) + "'"; }
-
 /// "'/tb/krk.nbw' is damaged". Faults that are not in the list keep their own words.
 std::string InWords(std::string_view line) {
     for (const Fault& fault : kFaults) {
         if (!line.starts_with(fault.before) || !line.ends_with(fault.behind)) continue;
         line.remove_prefix(fault.before.size());
         line.remove_suffix(fault.behind.size());
-        return InQuotes(line) + fault.meaning;
+        return QuoteName(line) + fault.meaning;
     }
     constexpr std::string_view kStart = "*** ";
     constexpr std::string_view kLength = " corrupted ";
@@ -44,7 +41,7 @@ std::string InWords(std::string_view line) {
     // The length that the file should have stands there twice, the one it has behind.
     const std::vector<std::string_view> numbers = SplitWords(line.substr(name + kLength.size()));
     if (numbers.size() != 3) return std::string(line);
-    return InQuotes(line.substr(0, name)) + " is damaged: it has " + std::string(numbers[2]) +
+    return QuoteName(line.substr(0, name)) + " is damaged: it has " + std::string(numbers[2]) +
            " entries, not " + std::string(numbers[0]);
 }
 
@@ -111,7 +108,7 @@ std::string MissingVolumesSentence(std::string_view volumes, std::string_view pa
         list += names[i];
     }
     return "This position needs volume " + list + " of the Thompson databases, which is not in " +
-           InQuotes(paths) + ".";
+           QuoteName(paths) + ".";
 }
 
 void DatabaseWords::Use(const std::string& paths) {
@@ -146,10 +143,16 @@ std::vector<std::string> DatabaseWords::Lines(const CHSBRD& board, const EVAR* l
     const TablebaseValue value = ValueOf(*small, read);
     std::vector<std::string> lines;
     if (value == kUnknownValue) {
-        const std::string wanted = WantedFile(*small);
-        lines.push_back(wanted.empty()
-                            ? "No database knows these men."
-                            : "There is no file that knows this position: " + wanted + " would.");
+        const Gap gap = FindGap(*small, &reader_);
+        switch (gap.reason) {
+            case Gap::Reason::NoClass: lines.emplace_back("No database knows these men."); break;
+            case Gap::Reason::NoFile:
+                lines.push_back("There is no file that knows this position: " + gap.file +
+                                " would.");
+                break;
+            default:
+                lines.push_back("The databases do not know this position: " + gap.Words() + ".");
+        }
     } else {
         lines.push_back(std::string(board.color == 0 ? "White" : "Black") +
                         " to move: " + ValueText(value) + ".");

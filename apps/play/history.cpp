@@ -3,20 +3,37 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <system_error>
+#include <utility>
 
-#include <readline/history.h>
+#include <histedit.h>
+
+#include "apps/replace_file.h"
 
 namespace torval {
 
 namespace {
 
-/// Lines of this session.
-int typed = 0;
+namespace fs = std::filesystem;
+
+/// The newest lines of the file, which need not exist.
+std::vector<std::string> LinesOf(const std::string& file) {
+    std::vector<std::string> lines;
+    std::error_code error;
+    // Opening a pipe could wait for ever.
+    if (!fs::is_regular_file(file, error)) return lines;
+    std::ifstream in(file, std::ios::binary);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+void KeepNewest(std::vector<std::string>* lines) {
+    if (lines->size() <= kMostHistoryLines) return;
+    lines->erase(lines->begin(), lines->end() - kMostHistoryLines);
+}
 
 }  // namespace
 
@@ -32,36 +49,50 @@ std::string HistoryFile(const char* state_home, const char* home) {
     return folder + "/torval/history";
 }
 
-void ReadHistory(const std::string& file) {
-    clear_history();
-    stifle_history(kMostHistoryLines);
-    typed = 0;
-    using_history();
-    if (!file.empty()) (void)read_history(file.c_str());
+TypedLines::TypedLines(std::string file) : file_(std::move(file)), list_(history_init()) {
+    HistEvent event;
+    if (list_) history(list_, &event, H_SETSIZE, static_cast<int>(kMostHistoryLines));
+    std::vector<std::string> lines = LinesOf(file_);
+    KeepNewest(&lines);
+    for (const std::string& line : lines) Enter(line);
 }
 
-void Remember(const char* line) {
-    const HIST_ENTRY* const last = history_get(history_base + history_length - 1);
-    if (line[0] == '\0' || (last && std::strcmp(last->line, line) == 0)) return;
-    add_history(line);
-    ++typed;
+TypedLines::~TypedLines() {
+    if (list_) history_end(list_);
 }
 
-void WriteHistory(const std::string& file) {
-    typed = std::min(typed, history_length);
-    if (file.empty() || typed == 0) return;
-    const std::filesystem::path path(file);
+void TypedLines::Enter(const std::string& line) {
+    HistEvent event;
+    if (list_) history(list_, &event, H_ENTER, line.c_str());
+    last_ = line;
+}
+
+void TypedLines::Remember(std::string_view line) {
+    if (line.empty() || line == last_) return;
+    typed_.emplace_back(line);
+    Enter(typed_.back());
+}
+
+void TypedLines::Write() const {
+    if (file_.empty() || typed_.empty()) return;
+    const fs::path folder = fs::path(file_).parent_path();
     std::error_code failed;
-    if (std::filesystem::create_directories(path.parent_path(), failed)) {
-        std::filesystem::permissions(path.parent_path(), std::filesystem::perms::owner_all, failed);
+    if (fs::create_directories(folder, failed)) {
+        fs::permissions(folder, fs::perms::owner_all, failed);
     }
-    // Appending asks for a file that is there, and one of the user's alone.
+    std::vector<std::string> lines = LinesOf(file_);
+    lines.insert(lines.end(), typed_.begin(), typed_.end());
+    KeepNewest(&lines);
+    std::string text;
+    for (const std::string& line : lines) text += line + '\n';
+    // A new file is the user's alone.
     const mode_t others = umask(S_IRWXG | S_IRWXO);
-    const bool there = std::ofstream(path, std::ios::app).good();
+    try {
+        ReplaceFile(file_, text);
+    } catch (const std::runtime_error&) {
+        // Nothing is remembered.
+    }
     umask(others);
-    if (!there || append_history(typed, file.c_str()) != 0) return;
-    typed = 0;
-    (void)history_truncate_file(file.c_str(), kMostHistoryLines);
 }
 
 }  // namespace torval

@@ -1,28 +1,50 @@
 // The commands typed in earlier sessions, kept in a file of the user's own.
 //
 // Format   one command a line, oldest first, at most kMostHistoryLines.
-// Thread   the one that reads the terminal; the editor's list is one for the process.
+// Thread   the one that reads the terminal.
 // Errors   none: where the file cannot be had, nothing is remembered.
 // Source   the XDG base directory specification 0.8, for where such a file belongs.
 #pragma once
 
 #include <string>
+#include <string_view>
+#include <vector>
+
+struct history;  // of the line editor, which has a function of that name too
 
 namespace torval {
 
-inline constexpr int kMostHistoryLines = 500;
+inline constexpr std::size_t kMostHistoryLines = 500;
 
 /// Where the file belongs, given $XDG_STATE_HOME and $HOME, each of which may be null. A relative
 /// $XDG_STATE_HOME counts for nothing. Empty when there is no such place.
 std::string HistoryFile(const char* state_home, const char* home);
 
-/// Puts what the file holds into the editor's list.
-void ReadHistory(const std::string& file);
+/// The line editor's list: what the file holds, and behind that what this session typed.
+class TypedLines {
+public:
+    explicit TypedLines(std::string file);
+    ~TypedLines();
+    TypedLines(const TypedLines&) = delete;
+    TypedLines& operator=(const TypedLines&) = delete;
 
-/// Adds a line that was typed to the list, unless it repeats the last one.
-void Remember(const char* line);
+    struct ::history* List() const {
+        return list_;
+    }
 
-/// Adds what this session typed to the file, behind what other sessions have written meanwhile.
-void WriteHistory(const std::string& file);
+    /// Adds a line that was typed, unless it repeats the last one.
+    void Remember(std::string_view line);
+
+    /// Adds what this session typed to the file, behind what other sessions have written meanwhile.
+    void Write() const;
+
+private:
+    void Enter(const std::string& line);
+
+    std::string file_;
+    struct ::history* list_;
+    std::string last_;
+    std::vector<std::string> typed_;
+};
 
 }  // namespace torval

@@ -6,6 +6,7 @@
 
 #include "apps/commands.h"
 #include "apps/play/front_ends.h"
+#include "apps/tablebase/table_file.h"
 
 namespace torval {
 
@@ -32,6 +33,9 @@ void RunPlay(PlayArguments arguments, Console& console) {
     if (const std::string problem = NalimovPathProblem(databases.nalimov); !problem.empty()) {
         throw InputError("--tb: " + problem);
     }
+    if (const std::string problem = MissingFolder(databases.nalimov); !problem.empty()) {
+        throw InputError("--tb: " + problem);
+    }
     if (const std::string problem = ThompsonPathProblem(databases.thompson); !problem.empty()) {
         throw InputError("--thompson: " + problem);
     }
@@ -39,6 +43,7 @@ void RunPlay(PlayArguments arguments, Console& console) {
     const int input = &console.in == &std::cin ? STDIN_FILENO : -1;
     if (input >= 0 && isatty(input) != 0 && isatty(STDOUT_FILENO) != 0) {
         if (!TerminalHasPieces()) options.style.ascii = true;
+        options.asks = true;
         Player player(options);
         PlayTerminal(player);
         return;
@@ -66,12 +71,14 @@ void AddPlayCommand(Subcommand application, Console& console) {
                              "of the settings: en or nl")
         .ValueName("LANGUAGE");
     command.AddOption("--book", &arguments->book, "the main opening book, or none to play without")
+        .TakesNames()
         .ValueName("FILE|none");
     DatabaseSettings* const databases = &options->databases;
     command
         .AddOption("--tb",
                    &databases->nalimov,
                    "use the endgame databases in these directories, \"one;two\"")
+        .TakesNames(kNalimovSeparators)
         .ValueName("PATHS");
     command.AddOption("--tb-cache", &arguments->cache_mb, "memory for their blocks, in MB (4)")
         .InRange(0, kLargestCacheMB)
@@ -80,6 +87,7 @@ void AddPlayCommand(Subcommand application, Console& console) {
         .AddOption("--thompson",
                    &databases->thompson,
                    "take moves from the Thompson databases there; at most 19 characters")
+        .TakesNames(kThompsonSeparators)
         .ValueName("PATHS");
     command.Footer(
         "Type 'help' there to see the commands. In a script, a refused command is\n"

@@ -149,6 +149,7 @@ void Player::ForgetGame() {
     over_.clear();
     thought_.clear();
     told_missing_.clear();
+    saved_game_.clear();
     result_ = "*";
 }
 

@@ -44,6 +44,8 @@ struct PlayOptions {
     BookFiles books = {};  ///< to play from; none unless given
     /// Paths without a problem; used when one of them is not empty.
     DatabaseSettings databases = {};
+    /// Somebody is there to answer a question; else what would need one is refused.
+    bool asks = false;
 };
 
 class Player {
@@ -96,11 +98,17 @@ private:
         std::vector<std::string> news;
         std::string over;
         std::string thought;
+        std::string saved;
         CLOCKS clocks;
         bool running;
         bool thinking;
         bool pondering;
         bool analysing;
+    };
+    /// What is to be written to a file.
+    struct Saving {
+        bool game;  ///< or the settings
+        std::string path;
     };
     struct Command {
         const char* name;
@@ -206,6 +214,7 @@ private:
     // player_files.cpp
     Reply Settings(Words words);
     Reply Save(Words words);
+    Reply Write(const Saving& saving);
     Reply Load(Words words);
     Reply LoadSettings(const std::string& path);
     Reply LoadGame(const std::string& path);
@@ -224,6 +233,10 @@ private:
     std::vector<std::pair<std::string, std::string>> tags_;  ///< of a game that was loaded
     std::string result_ = "*";
     std::string over_;  ///< the sentence that ended the game, or empty
+
+    std::optional<Saving> unanswered_;  ///< its file is there; the next line may say yes
+    std::string saved_game_;            ///< where this game was written to; empty for nowhere
+    std::string saved_settings_;
 
     bool automatic_ = true;
     bool ponder_ = false;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "apps/host/game_text.h"
 #include "apps/play/level_text.h"
@@ -48,8 +49,8 @@ constexpr std::string_view kDatabaseForms =
     "tb cache [MB]            memory for their blocks, 0 to 1024\n"
     "tb thompson [DIRS|none]  where the Thompson files are, at most 19 characters\n"
     "Nalimov files, which 'torval tb make' makes, give exact values to the search;\n"
-    "Thompson files give a move at once. A directory with a damaged Nalimov file is\n"
-    "refused.\n";
+    "Thompson files give a move at once. A Nalimov directory that does not exist or\n"
+    "has a damaged file is refused.\n";
 
 /// "on" or "off"; without a word the switch is only told.
 bool ReadSwitch(std::span<const std::string_view> words, bool* value) {
@@ -114,7 +115,7 @@ const std::vector<Player::Command>& Player::Commands() {
          &Player::Settings},
         {"save",
          "save game|settings FILE",
-         "write the game as PGN, or the settings",
+         "write the game (PGN) or settings; --force replaces",
          "game settings",
          &Player::Save},
         {"load", "load game|settings FILE", "read them back", "game settings", &Player::Load},
@@ -145,6 +146,12 @@ std::vector<std::string> Player::Completions(std::string_view line) {
 
 Reply Player::Execute(std::string_view line) {
     const std::vector<std::string_view> words = SplitWords(line);
+    std::string unchanged;
+    if (const auto asked = std::exchange(unanswered_, std::nullopt)) {
+        if (IsYes(line)) return Write(*asked);
+        unchanged = QuoteName(asked->path) + " stays as it is.";
+        if (words.empty() || words[0] == "n" || words[0] == "no") return Done(unchanged);
+    }
     if (words.empty() || words[0].starts_with('#')) return Done();
     const auto carry_out = [&] {
         for (const Command& command : Commands()) {
@@ -154,6 +161,8 @@ Reply Player::Execute(std::string_view line) {
         return Refuse("there is no command " + Quote(words[0]) + "; 'help' lists them");
     };
     Reply reply = carry_out();
+    // A command in place of an answer says no.
+    if (reply.accepted && !unchanged.empty()) reply.lines.insert(reply.lines.begin(), unchanged);
     SettleEnd();
     return reply;
 }

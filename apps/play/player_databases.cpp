@@ -113,7 +113,12 @@ Reply Player::Databases(Words words) {
     }
     if (!is_path) return Refuse(kUsage);
     if (value == kNone) value.clear();
-    if (verb == "thompson") return UseThompsonPath(value);
+    if (verb == "thompson") return UseThompsonPath(ExpandHomes(value, kThompsonSeparators));
+    value = ExpandHomes(value, kNalimovSeparators);
+    if (!MissingFolder(value).empty()) {
+        return Refuse("the path of the databases stays as it is: " +
+                      NewPathProblem(kNalimovPathControl, value));
+    }
     Reply reply = UseNalimovPath(value, databases_.cache_mb);
     if (!reply.accepted) return reply;
     UseDatabasesByPaths();
@@ -123,7 +128,9 @@ Reply Player::Databases(Words words) {
 std::string Player::NewPathProblem(std::uint32_t control, const std::string& value) const {
     if (control == kThompsonPathControl) return ThompsonPathProblem(value);
     // A cache of another size has the engine look at the files anew, too.
-    return NalimovPathProblem(control == kNalimovPathControl ? value : databases_.nalimov);
+    const bool is_path = control == kNalimovPathControl;
+    std::string problem = NalimovPathProblem(is_path ? value : databases_.nalimov);
+    return problem.empty() && is_path ? MissingFolder(value) : problem;
 }
 
 void Player::TakeDatabaseSettings() {

@@ -1,14 +1,16 @@
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <ctime>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 
 #include "apps/host/game_text.h"
 #include "apps/host/move_text.h"
 #include "apps/play/player.h"
 #include "apps/play/settings_text.h"
+#include "apps/replace_file.h"
+#include "apps/tablebase/table_file.h"
 #include "apps/text.h"
 #include "torval/library.h"
 
@@ -19,15 +21,11 @@ namespace {
 /// Longer than any game that the engine's record holds, comments included.
 constexpr std::size_t kMostFileBytes = 16'000'000;
 
-/// Writes beside the file first, so that a full disk leaves the old one whole.
-bool WriteFile(const std::string& path, std::string_view bytes) {
-    const std::string beside = path + ".tmp";
-    std::ofstream file(beside, std::ios::binary | std::ios::trunc);
-    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    file.close();
-    if (file && std::rename(beside.c_str(), path.c_str()) == 0) return true;
-    std::remove(beside.c_str());
-    return false;
+constexpr const char* kForce = "--force";
+
+/// A file's name, which may have blanks.
+std::string NameFrom(Player::Words words) {
+    return ExpandHome(JoinWords({words.begin(), words.end()}));
 }
 
 bool ReadFile(const std::string& path, std::string* bytes) {
@@ -77,8 +75,10 @@ Reply Player::Settings(Words words) {
         return Refuse("usage: settings [NUMBER VALUE|en|nl]");
     }
     std::string answer;
-    const std::string value = JoinWords({words.begin() + 1, words.end()});
+    std::string value = JoinWords({words.begin() + 1, words.end()});
     const auto control = static_cast<std::uint32_t>(number);
+    if (control == kNalimovPathControl) value = ExpandHomes(value, kNalimovSeparators);
+    if (control == kThompsonPathControl) value = ExpandHomes(value, kThompsonSeparators);
     if (IsDatabaseControl(control)) {
         if (const std::string problem = NewPathProblem(control, value); !problem.empty()) {
             return Refuse("setting " + std::to_string(number) + " stays as it is: " + problem);
@@ -94,33 +94,53 @@ Reply Player::Settings(Words words) {
 }
 
 Reply Player::Save(Words words) {
-    if (words.size() < 2 || (words[0] != "game" && words[0] != "settings")) {
-        return Refuse("usage: save game|settings FILE");
+    const bool known = !words.empty() && (words[0] == "game" || words[0] == "settings");
+    const bool force = words.size() > 1 && words[1] == kForce;
+    const Words name = words.subspan(std::min<std::size_t>(force ? 2 : 1, words.size()));
+    if (!known || name.empty()) return Refuse("usage: save game|settings [--force] FILE");
+    const Saving saving = {.game = words[0] == "game", .path = NameFrom(name)};
+    const std::string& last = saving.game ? saved_game_ : saved_settings_;
+    if (force || saving.path == last) return Write(saving);
+    try {
+        if (!WouldReplace(saving.path)) return Write(saving);
+    } catch (const std::runtime_error& error) {
+        return Refuse(error.what());
     }
-    const std::string path = JoinWords({words.begin() + 1, words.end()});
-    std::string bytes;
-    if (words[0] == "game") {
-        bytes = WritePgn(Game());
-    } else {
-        const SettingsImage image = SettingsImage::Of(engine_);
-        bytes.assign(image.bytes().begin(), image.bytes().end());
+    const std::string there = QuoteName(saving.path) + " is there already";
+    if (!options_.asks) {
+        return Refuse(there + "; 'save " + std::string(words[0]) + " " + kForce +
+                      " FILE' replaces it");
     }
-    if (!WriteFile(path, bytes)) return Refuse("the file " + Quote(path) + " cannot be written");
-    return Done(words[0] == "game" ? "Game saved." : "Settings saved.");
+    unanswered_ = saving;
+    return Done(there + ". Replace it? (y/n)");
+}
+
+Reply Player::Write(const Saving& saving) {
+    try {
+        if (saving.game) {
+            ReplaceFile(saving.path, WritePgn(Game()));
+        } else {
+            ReplaceFile(saving.path, SettingsImage::Of(engine_).bytes());
+        }
+    } catch (const std::runtime_error& error) {
+        return Refuse(error.what());
+    }
+    (saving.game ? saved_game_ : saved_settings_) = saving.path;
+    return Done(saving.game ? "Game saved." : "Settings saved.");
 }
 
 Reply Player::Load(Words words) {
     if (words.size() < 2 || (words[0] != "game" && words[0] != "settings")) {
         return Refuse("usage: load game|settings FILE");
     }
-    const std::string path = JoinWords({words.begin() + 1, words.end()});
+    const std::string path = NameFrom(words.subspan(1));
     return words[0] == "game" ? LoadGame(path) : LoadSettings(path);
 }
 
 Reply Player::LoadSettings(const std::string& path) {
     Ref<IStream> stream;
     if (CreateFileStream(path.c_str(), FileMode::Read, stream.Receive()) != S_OK) {
-        return Refuse("the file " + Quote(path) + " cannot be read");
+        return Refuse("the file " + QuoteName(path) + " cannot be read");
     }
     Halt();
     const SettingsImage old = SettingsImage::Of(engine_);
@@ -131,14 +151,14 @@ Reply Player::LoadSettings(const std::string& path) {
     if (result == S_OK) result = engine_->put_LEVEL(&level);
     if (result != S_OK) {
         LoadInto(old.Stream().Get());
-        return Refuse(Quote(path) + " holds no settings");
+        return Refuse(QuoteName(path) + " holds no settings");
     }
     const SettingsImage loaded = SettingsImage::Of(engine_);
     const Reply databases =
         UseNalimovPath(loaded.NalimovPath(), loaded.Get(settings::kCacheSizeMB));
     if (!databases.accepted) {
         LoadInto(old.Stream().Get());
-        return Refuse(Quote(path) + ": " + databases.lines[0]);
+        return Refuse(QuoteName(path) + ": " + databases.lines[0]);
     }
     return Done("Settings loaded; the table's size counts from the next start.");
 }
@@ -174,14 +194,14 @@ PgnGame Player::Game() const {
 Reply Player::LoadGame(const std::string& path) {
     std::string text;
     std::string error;
-    if (!ReadFile(path, &text)) return Refuse("the file " + Quote(path) + " cannot be read");
+    if (!ReadFile(path, &text)) return Refuse("the file " + QuoteName(path) + " cannot be read");
     const std::optional<PgnGame> game = ReadPgn(text, &error);
-    if (!game) return Refuse(Quote(path) + ": " + error);
+    if (!game) return Refuse(QuoteName(path) + ": " + error);
     const Kept kept = Keep();
     Halt();
     if (!Replay(*game, &error)) {
         Restore(kept);
-        return Refuse(Quote(path) + ": " + error);
+        return Refuse(QuoteName(path) + ": " + error);
     }
     tags_ = game->tags;
     if (over_.empty()) {
@@ -198,6 +218,7 @@ Player::Kept Player::Keep() {
               .news = news_,
               .over = over_,
               .thought = thought_,
+              .saved = saved_game_,
               .clocks = {},
               .running = false,
               .thinking = thinking_,
@@ -221,6 +242,7 @@ void Player::Restore(const Kept& kept) {
     news_ = kept.news;
     over_ = kept.over;
     thought_ = kept.thought;
+    saved_game_ = kept.saved;
     result_ = kept.game.result;
     CLOCKS clocks = kept.clocks;
     clocks.Command = kBothClocks;

@@ -138,7 +138,7 @@ bool SettingsPages::Change(std::uint32_t number, const std::string& value, std::
         const HRESULT result = Enter(page.Get(), *control, value);
         if (result == E_INVALIDARG) {
             *answer = "setting " + std::to_string(number) + " takes " +
-                      Wanted(page.Get(), *control) + ", not " + Quote(value);
+                      Wanted(page.Get(), *control) + ", not " + QuoteName(value);
             return false;
         }
         if (result != S_OK || page->Apply() != S_OK) {
@@ -150,9 +150,9 @@ bool SettingsPages::Change(std::uint32_t number, const std::string& value, std::
         page->Activate();
         const ControlInfo now = *Find(page.Get(), number);
         if (now.kind == ControlKind::Edit && value != now.text && before == now.text) {
-            *answer = value.empty()
-                          ? "setting " + std::to_string(number) + " needs a value"
-                          : "setting " + std::to_string(number) + " does not take " + Quote(value);
+            *answer = value.empty() ? "setting " + std::to_string(number) + " needs a value"
+                                    : "setting " + std::to_string(number) + " does not take " +
+                                          QuoteName(value);
             return false;
         }
         *answer = ControlLine(now);

@@ -1,19 +1,26 @@
 #include <langinfo.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
+#include <memory>
+#include <new>
 #include <string_view>
 
-#include <readline/readline.h>
+#include <histedit.h>
 
 #include "apps/play/front_ends.h"
 #include "apps/play/history.h"
+#include "apps/text.h"
 
 namespace torval {
 
@@ -42,6 +49,11 @@ Size TerminalSize() {
     return {size.ws_row, size.ws_col};
 }
 
+bool HasHungUp() {
+    pollfd input = {.fd = STDIN_FILENO, .events = 0, .revents = 0};
+    return poll(&input, 1, 0) == 1;
+}
+
 void Write(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
 /// The upper rows hold the screen; in those below, which scroll on their own, the player types. A
@@ -54,10 +66,20 @@ public:
 
 private:
     static Terminal* running;
-    static void TakeLine(char* line);
-    static char** Complete(const char* text, int start, int end);
-    static char* NextMatch(const char* text, int state);
+    static char* Prompt(EditLine*) { return const_cast<char*>(running->prompt_); }
+    static unsigned char Complete(EditLine* editor, wint_t key);
+    static unsigned char EndOrDelete(EditLine* editor, wint_t key);
 
+    static int ReadCharacter(EditLine* editor, wchar_t* character);
+
+    void ShowWhatHappened();
+    void SetUpEditor();
+    /// Shows the prompt and an empty line; without `edits` the terminal is as it was before.
+    void Edit(bool edits);
+    /// Takes one key, and the line if that ends it.
+    void TakeKey();
+    /// Wipes the prompt and what has been typed behind it; the next line is written there.
+    void WipeLine();
     void Enter(std::string_view line);
     void Arrange();
     void Leave();
@@ -68,12 +90,20 @@ private:
     void ShowWhole(const std::vector<std::string>& lines);
     void HandleInterrupt();
 
+    struct EditorEnd {
+        void operator()(EditLine* editor) const { el_end(editor); }
+    };
+
     Player& player_;
+    TypedLines typed_{HistoryFile(std::getenv("XDG_STATE_HOME"), std::getenv("HOME"))};
+    std::unique_ptr<EditLine, EditorEnd> editor_;
+    const char* prompt_ = kPrompt;
+    bool edits_ = false;  ///< the prompt is shown
+    bool ended_ = false;  ///< by the end of the input
     Size size_;
     bool has_screen_ = false;
     bool covered_ = false;  ///< a long answer stands where the board was
     std::vector<std::string> drawn_;
-    std::vector<std::string> matches_;
     EVAR plain_last_{};
 };
 
@@ -82,52 +112,89 @@ Terminal* Terminal::running = nullptr;
 void Terminal::Run() {
     running = this;
     std::setlocale(LC_CTYPE, "");
-    rl_readline_name = "torval";
-    rl_catch_signals = 0;
-    // A line that was changed while it was looked up is remembered as it was typed at first.
-    rl_variable_bind("revert-all-at-newline", "on");
-    rl_attempted_completion_function = &Terminal::Complete;
     std::signal(SIGINT, &Interrupt);
     // Suspending would leave the terminal divided.
     std::signal(SIGTSTP, SIG_IGN);
-    const std::string history = HistoryFile(std::getenv("XDG_STATE_HOME"), std::getenv("HOME"));
-    ReadHistory(history);
+    SetUpEditor();
     Arrange();
     Draw();
     TellHere({"Welcome. 'help' lists what you can type; 'quit' leaves."});
-    rl_callback_handler_install(kPrompt, &Terminal::TakeLine);
+    Edit(true);
     while (!player_.HasQuit()) {
         if (size_ != TerminalSize()) {
-            rl_resize_terminal();
+            el_resize(editor_.get());
             Arrange();
-            rl_forced_update_display();
+            el_set(editor_.get(), EL_REFRESH);
         }
-        if (player_.Wait(STDIN_FILENO, kTickMs)) rl_callback_read_char();
+        if (player_.Wait(STDIN_FILENO, kTickMs)) TakeKey();
         if (interrupted) HandleInterrupt();
         if (player_.HasQuit()) break;
-        // A dialogue alone has the board behind the move that led to it.
-        if (!has_screen_) TellAbove(player_.TakeNews());
-        // Drawing reads the clocks, which is how a side is found to be out of time.
-        if (!covered_) Draw();
-        TellAbove(player_.TakeNews());
+        ShowWhatHappened();
     }
-    rl_callback_handler_remove();
-    WriteHistory(history);
+    Edit(false);
+    typed_.Write();
     Leave();
     running = nullptr;
 }
 
-void Terminal::TakeLine(char* line) {
-    if (!line) {
-        running->Enter("quit");
-        rl_callback_handler_remove();
-        return;
+void Terminal::ShowWhatHappened() {
+    // A dialogue alone has the board behind the move that led to it.
+    if (!has_screen_) TellAbove(player_.TakeNews());
+    // Drawing reads the clocks, which is how a side is found to be out of time.
+    if (!covered_) Draw();
+    TellAbove(player_.TakeNews());
+}
+
+void Terminal::SetUpEditor() {
+    editor_.reset(el_init("torval", stdin, stdout, stderr));
+    EditLine* const editor = editor_.get();
+    if (!editor) throw std::bad_alloc();
+    el_set(editor, EL_PROMPT, &Terminal::Prompt);
+    el_set(editor, EL_EDITOR, "emacs");
+    el_set(editor, EL_SIGNAL, 0);
+    el_set(editor, EL_GETCFN, &Terminal::ReadCharacter);
+    el_set(editor, EL_HIST, &history, typed_.List());
+    // Of narrow names the editor makes copies that it never frees.
+    el_wset(editor, EL_ADDFN, L"torval-complete", L"Complete the word", &Terminal::Complete);
+    el_wset(editor, EL_ADDFN, L"torval-end", L"Delete, or leave", &Terminal::EndOrDelete);
+    constexpr std::array<std::array<const char*, 2>, 11> kKeys = {{
+        {"^I", "torval-complete"},
+        {"^D", "torval-end"},
+        {"^L", "ed-redisplay"},  // its usual command would wipe the board, too
+        {"^R", "em-inc-search-prev"},
+        {"\\ex", "ed-unassigned"},  // asks for the editor's own commands
+        {"\\eX", "ed-unassigned"},
+        {"\\e[3~", "ed-delete-next-char"},
+        {"\\e[H", "ed-move-to-beg"},
+        {"\\e[1~", "ed-move-to-beg"},
+        {"\\e[F", "ed-move-to-end"},
+        {"\\e[4~", "ed-move-to-end"},
+    }};
+    for (const auto& [key, command] : kKeys) {
+        el_set(editor, EL_BIND, key, command, static_cast<char*>(nullptr));
     }
-    Remember(line);
-    running->Enter(line);
-    std::free(line);
-    // Otherwise the editor would show its prompt once more.
-    if (running->player_.HasQuit()) rl_callback_handler_remove();
+}
+
+void Terminal::Edit(bool edits) {
+    edits_ = edits;
+    el_set(editor_.get(), EL_UNBUFFERED, edits ? 1 : 0);
+}
+
+void Terminal::TakeKey() {
+    int count = 0;
+    const char* const typed = el_gets(editor_.get(), &count);
+    // An empty line is nothing typed, as is a terminal that is gone.
+    if (ended_ || (!typed && HasHungUp())) {
+        Edit(false);
+        Write("\n");
+        player_.Execute("quit");
+    } else if (typed && count > 0 && typed[count - 1] == '\n') {
+        const std::string line(typed, static_cast<std::size_t>(count - 1));
+        Edit(false);
+        typed_.Remember(line);
+        Enter(line);
+        if (!player_.HasQuit()) Edit(true);
+    }
 }
 
 void Terminal::Enter(std::string_view line) {
@@ -152,7 +219,7 @@ void Terminal::Arrange() {
     const char* const kind = std::getenv("TERM");
     has_screen_ = size_.rows >= kNeededRows && size_.columns >= kNeededColumns && kind &&
                   std::strcmp(kind, "dumb") != 0;
-    if (covered_) rl_set_prompt(kPrompt);
+    prompt_ = kPrompt;
     covered_ = false;
     drawn_.clear();
     if (!has_screen_) {
@@ -204,17 +271,48 @@ void Terminal::TellHere(const std::vector<std::string>& lines) {
     std::fflush(stdout);
 }
 
+/// The Escape key looks like the beginning of another one: the game goes on until that comes.
+int Terminal::ReadCharacter(EditLine*, wchar_t* character) {
+    std::mbstate_t state{};
+    for (;;) {
+        while (!running->player_.Wait(STDIN_FILENO, kTickMs)) {
+            if (interrupted) return -1;
+            running->ShowWhatHappened();
+        }
+        char byte = 0;
+        const ssize_t count = read(STDIN_FILENO, &byte, 1);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return static_cast<int>(count);
+        constexpr auto kMoreBytes = static_cast<std::size_t>(-2);
+        constexpr auto kNoCharacter = static_cast<std::size_t>(-1);
+        const std::size_t used = std::mbrtowc(character, &byte, 1, &state);
+        if (used == kNoCharacter) state = {};
+        if (used != kMoreBytes && used != kNoCharacter) return 1;
+    }
+}
+
+void Terminal::WipeLine() {
+    const LineInfoW* const line = el_wline(editor_.get());
+    std::size_t before = std::strlen(prompt_);
+    for (const wchar_t* at = line->buffer; at != line->cursor; ++at) {
+        before += static_cast<std::size_t>(std::max(0, wcwidth(*at)));
+    }
+    const std::size_t rows = size_.columns > 0 ? before / size_.columns : 0;
+    if (rows > 0) Write("\x1b[" + std::to_string(rows) + "A");
+    Write("\r\x1b[J");
+}
+
 void Terminal::TellAbove(const std::vector<std::string>& lines) {
     if (lines.empty()) return;
-    rl_clear_visible_line();
+    if (!edits_) return TellHere(lines);
+    WipeLine();
     TellHere(lines);
-    rl_on_new_line();
-    rl_redisplay();
+    el_set(editor_.get(), EL_REFRESH);
 }
 
 void Terminal::ShowWhole(const std::vector<std::string>& lines) {
     covered_ = true;
-    rl_set_prompt(kCoveredPrompt);
+    prompt_ = kCoveredPrompt;
     Write("\x1b[r\x1b[2J\x1b[H");
     TellHere(lines);
 }
@@ -222,29 +320,47 @@ void Terminal::ShowWhole(const std::vector<std::string>& lines) {
 void Terminal::HandleInterrupt() {
     interrupted = 0;
     if (player_.IsThinking()) player_.Execute("stop");
-    // Back from whatever line of the history was being looked at.
-    rl_end_of_history(1, 0);
-    rl_delete_text(0, rl_end);
-    rl_point = 0;
-    TellAbove({"Stopped; 'quit' leaves."});
+    WipeLine();
+    // The line is given up, and with it the place in the history.
+    Edit(false);
+    TellHere({"Stopped; 'quit' leaves."});
+    Edit(true);
 }
 
-char** Terminal::Complete(const char* text, int start, int) {
-    running->matches_ =
-        Player::Completions(std::string(rl_line_buffer, static_cast<std::size_t>(start)));
+unsigned char Terminal::Complete(EditLine* editor, wint_t key) {
+    const LineInfo* const line = el_line(editor);
+    const std::string before(line->buffer, line->cursor);
+    const std::size_t start = before.find_last_of(' ') + 1;  // nothing found wraps round to 0
+    std::vector<std::string> matches = Player::Completions(before.substr(0, start));
     // File names follow where no words do.
-    rl_attempted_completion_over = running->matches_.empty() ? 0 : 1;
-    return rl_completion_matches(text, &Terminal::NextMatch);
+    if (matches.empty()) return _el_fn_complete(editor, static_cast<int>(key));
+    const std::string begun = before.substr(start);
+    std::erase_if(matches, [&](const std::string& word) { return !word.starts_with(begun); });
+    if (matches.empty()) return CC_ERROR;
+    std::string common = matches[0];
+    for (const std::string& word : matches) {
+        const auto end = std::ranges::mismatch(common, word).in1;
+        common.erase(end, common.end());
+    }
+    const std::string missing = common.substr(begun.size()) + (matches.size() == 1 ? " " : "");
+    if (!missing.empty()) {
+        el_insertstr(editor, missing.c_str());
+        return CC_REFRESH;
+    }
+    running->TellAbove(Wrapped({JoinWords(matches)}, running->size_.columns - 1));
+    return CC_NORM;
 }
 
-char* Terminal::NextMatch(const char* text, int state) {
-    static std::size_t next = 0;
-    if (state == 0) next = 0;
-    while (next < running->matches_.size()) {
-        const std::string& word = running->matches_[next++];
-        if (word.starts_with(text)) return strdup(word.c_str());
+unsigned char Terminal::EndOrDelete(EditLine* editor, wint_t) {
+    const LineInfoW* const line = el_wline(editor);
+    if (line->buffer == line->lastchar) {
+        running->ended_ = true;
+        return CC_EOF;
     }
-    return nullptr;
+    if (line->cursor == line->lastchar) return CC_ERROR;
+    el_cursor(editor, 1);
+    el_deletestr(editor, 1);
+    return CC_REFRESH;
 }
 
 }  // namespace

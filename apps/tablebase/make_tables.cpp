@@ -98,7 +98,8 @@ void LoadBelow(int class_id, const std::string& directory, TableSet* tables) {
         if (tables->Has(id)) continue;
         auto loaded = Load(id, directory);
         if (!loaded) {
-            throw InputError("what was made in " + Quote(directory) + " has been changed since");
+            throw InputError("what was made in " + QuoteName(directory) +
+                             " has been changed since");
         }
         tables->Put(id, std::move(*loaded));
     }
@@ -112,7 +113,7 @@ void MakeTables(const MakeTablesOptions& options, Console& console) {
     std::error_code error;
     std::filesystem::create_directories(options.out, error);
     if (!std::filesystem::is_directory(options.out)) {
-        throw InputError("--out: " + Quote(options.out) + " is no directory");
+        throw InputError("--out: " + QuoteName(options.out) + " is no directory");
     }
     for (const int id : order) {
         if (!HasFiles(id, options.out)) RequireMemory(id, options);
@@ -151,9 +152,10 @@ void MakeTables(const MakeTablesOptions& options, Console& console) {
     }
 }
 
-void PackTable(const std::string& file, Console& console) {
+void PackTable(const std::string& file, bool force, Console& console) {
     const TableFile table = TableFileByName(file);
-    if (table.is_compressed) throw InputError(Quote(file) + " is compressed already");
+    if (table.is_compressed) throw InputError(QuoteName(file) + " is compressed already");
+    AllowNewOutput(file + ".emd", force, console);
     const std::vector<std::int8_t> entries = ReadTableFile(table);
     const std::vector<std::uint8_t> packed = CompressTablebase(
         std::span(reinterpret_cast<const std::uint8_t*>(entries.data()), entries.size()));
@@ -162,13 +164,14 @@ void PackTable(const std::string& file, Console& console) {
                 << " entries\n";
 }
 
-void UnpackTable(const std::string& file, Console& console) {
+void UnpackTable(const std::string& file, bool force, Console& console) {
     const TableFile table = TableFileByName(file);
-    if (!table.is_compressed) throw InputError(Quote(file) + " is not compressed");
-    const std::vector<std::int8_t> entries = ReadTableFile(table);
+    if (!table.is_compressed) throw InputError(QuoteName(file) + " is not compressed");
     const std::string path =
         (std::filesystem::path(file).parent_path() / TableFileName(table.class_id, table.side))
             .string();
+    AllowNewOutput(path, force, console);
+    const std::vector<std::int8_t> entries = ReadTableFile(table);
     ReplaceFile(path,
                 std::span(reinterpret_cast<const std::uint8_t*>(entries.data()), entries.size()));
     console.out << path << ": " << entries.size() << " entries\n";

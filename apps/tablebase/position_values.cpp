@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "apps/tablebase/table_file.h"
+#include "apps/text.h"
 #include "board/piece.h"
 #include "egtb/probe.h"
 #include "egtb/registry.h"
@@ -124,6 +125,7 @@ TableReader::Table& TableReader::Open(int class_id, int file_side) {
     for (const std::string& directory : directories_) {
         FoundFile found = FindTablebaseFile(directory, class_id, file_side);
         if (found.name.empty()) continue;
+        table.name = found.name;
         table.is_there = found.problem.empty() && table.file.Open(found.name, DiskAccess::ReadOnly);
         table.info = std::move(found.info);
         break;
@@ -140,6 +142,21 @@ TablebaseValue TableReader::Read(int class_id, int side, std::uint64_t index) {
             if (!table.Fetch(block) || offset >= table.size) return kUnknownValue;
             return static_cast<std::int8_t>(table.data[offset]);
         });
+}
+
+Gap TableReader::WhyUnknown(int class_id, int side, std::uint64_t index) {
+    const int file_side = FileSideOf(class_id, side);
+    Table& table = Open(class_id, file_side);
+    if (table.name.empty()) return {Gap::Reason::NoFile, TableFileName(class_id, file_side)};
+    bool readable = table.is_there;
+    if (readable) {
+        TablebaseValueFrom(
+            class_id, file_side, index, [&](std::uint32_t block, std::uint32_t offset) -> int {
+                if (!table.Fetch(block) || offset >= table.size) readable = false;
+                return kUnknownValue;
+            });
+    }
+    return {readable ? Gap::Reason::NoValue : Gap::Reason::Damaged, table.name};
 }
 
 TableReader::Extent TableReader::Count() const {
@@ -236,11 +253,25 @@ std::vector<MoveValue> MoveValues(const SmallBoard& board, const EntryReader& re
     return moves;
 }
 
-std::string WantedFile(const SmallBoard& board) {
+std::string Gap::Words() const {
+    switch (reason) {
+        case Reason::NoClass: return "no database is for these men";
+        case Reason::NoFile: return "there is no file " + file;
+        case Reason::Damaged: return QuoteName(file) + " is damaged";
+        case Reason::NoPosition: return "no database has such a position";
+        case Reason::NoValue: break;
+    }
+    return QuoteName(file) + " leaves it out";
+}
+
+Gap FindGap(const SmallBoard& board, TableReader* reader) {
     ClassPosition seen;
     int side = 0;
     const int id = std::abs(board.Classify(&seen, &side));
-    return id == 0 ? std::string() : TableFileName(id, FileSideOf(id, side));
+    if (id == 0) return {Gap::Reason::NoClass, {}};
+    const auto index = IndexOf(id, side, seen);
+    if (!index) return {Gap::Reason::NoPosition, {}};
+    return reader->WhyUnknown(id, side, *index);
 }
 
 }  // namespace torval

@@ -41,6 +41,22 @@ bool IsPassedOver(const std::string& paths);
 /// it is left out.
 std::vector<std::string> SearchedDirectories(const std::string& paths);
 
+/// Why the files have no value for a position.
+struct Gap {
+    enum class Reason {
+        NoClass,     ///< no database is for these men
+        NoFile,      ///< the one that would answer is not there
+        Damaged,     ///< it cannot be read where the value should be
+        NoPosition,  ///< the class has no such position
+        NoValue,     ///< the file leaves this position out
+    };
+    Reason reason;
+    std::string file;  ///< "kqkr.nbb" for one that is not there, else its whole name, if any
+
+    /// A clause: "there is no file kqkr.nbb".
+    std::string Words() const;
+};
+
 /// The files of some directories, opened when they are first asked. Files that come or go later are
 /// not noticed.
 class TableReader {
@@ -49,6 +65,9 @@ public:
         : directories_(std::move(directories)) {}
 
     TablebaseValue Read(int class_id, int side, std::uint64_t index);
+
+    /// Why Read does not know the value.
+    Gap WhyUnknown(int class_id, int side, std::uint64_t index);
 
     struct Extent {
         int files = 0;
@@ -59,6 +78,7 @@ public:
 private:
     struct Table {
         bool is_there = false;
+        std::string name;  ///< of a file that may be damaged; empty for none
         DiskFile file;
         std::unique_ptr<CompressedFileInfo> info;  ///< none for an uncompressed file
         std::uint32_t block = 0;                   ///< whose bytes `data` has
@@ -94,7 +114,7 @@ struct MoveValue {
 /// All legal moves, the best first; unknown ones last.
 std::vector<MoveValue> MoveValues(const SmallBoard& board, const EntryReader& read);
 
-/// The name of the file that would answer, "kqkr.nbb"; empty for bare kings.
-std::string WantedFile(const SmallBoard& board);
+/// For a position without a value.
+Gap FindGap(const SmallBoard& board, TableReader* reader);
 
 }  // namespace torval

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <iomanip>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "apps/positions.h"
@@ -104,13 +105,26 @@ void ProbePosition(const std::string& fen, const std::string& paths, Console& co
     UseTablebases(paths, console.err);
     const auto board = ReadSmallBoard(fen);
     const TablebaseValue value = board ? ValueOf(*board, ReadTablebaseValue) : kUnknownValue;
-    console.out << ValueText(value) << '\n';
+    TableReader reader(SearchedDirectories(paths));
+    console.out << ValueText(value);
+    if (value == kUnknownValue) {
+        const Gap gap = board ? FindGap(*board, &reader) : Gap{Gap::Reason::NoClass, {}};
+        console.out << ": " << gap.Words();
+    }
+    console.out << '\n';
     if (!board) return;
-    for (const MoveValue& row : MoveValues(*board, ReadTablebaseValue)) {
+    std::set<std::string> gaps;
+    const auto read = [&](int class_id, int side, std::uint64_t index) {
+        const TablebaseValue found = ReadTablebaseValue(class_id, side, index);
+        if (found == kUnknownValue) gaps.insert(reader.WhyUnknown(class_id, side, index).Words());
+        return found;
+    };
+    for (const MoveValue& row : MoveValues(*board, read)) {
         const std::string text =
             row.value == MatesIn(1) ? std::string("mate") : ValueText(row.value);
         console.out << "  " << std::left << std::setw(8) << row.move << text << '\n';
     }
+    for (const std::string& gap : gaps) console.out << "  unknown where " << gap << '\n';
 }
 
 void ListTables(const std::string& paths, Console& console) {
@@ -139,6 +153,9 @@ void CheckTables(const std::vector<std::string>& directories, Console& console) 
     };
     bool damaged = false;
     for (const std::string& directory : directories) {
+        if (const std::string problem = MissingFolder(directory); !problem.empty()) {
+            throw InputError(problem);
+        }
         std::map<int, Counts> by_men;
         for (int id = 1; id < kClasses; ++id) {
             for (int side = 0; side < SidesOf(id); ++side) {

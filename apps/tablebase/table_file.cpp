@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include "apps/console.h"
 #include "apps/text.h"
@@ -18,9 +19,9 @@ namespace {
 
 std::vector<std::uint8_t> ReadAll(const std::string& path) {
     DiskFile file;
-    if (!file.Open(path, DiskAccess::ReadOnly)) throw InputError("cannot read " + Quote(path));
+    if (!file.Open(path, DiskAccess::ReadOnly)) throw InputError("cannot read " + QuoteName(path));
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(file.Size()));
-    if (file.Read(bytes) != bytes.size()) throw InputError("cannot read " + Quote(path));
+    if (file.Read(bytes) != bytes.size()) throw InputError("cannot read " + QuoteName(path));
     return bytes;
 }
 
@@ -36,7 +37,7 @@ const char* ErrorText(ErrorCode error) {
 std::vector<std::uint8_t> Decompress(const std::string& path,
                                      const std::vector<std::uint8_t>& bytes) {
     const auto check = [&path](ErrorCode error) {
-        if (error != ErrorNone) throw InputError(Quote(path) + " " + ErrorText(error));
+        if (error != ErrorNone) throw InputError(QuoteName(path) + " " + ErrorText(error));
     };
     std::unique_ptr<CompressedFileInfo> info;
     check(ParseCompressedHeader(bytes, BlockSums::Retain, &info));
@@ -46,7 +47,7 @@ std::vector<std::uint8_t> Decompress(const std::string& path,
         const auto begin = static_cast<std::size_t>(info->offsets[block]);
         const std::size_t size = info->CompressedSizeOf(block);
         if (begin > all.size() || size > all.size() - begin) {
-            throw InputError(Quote(path) + " ends too early");
+            throw InputError(QuoteName(path) + " ends too early");
         }
         const std::size_t at = std::size_t{block} * info->block_size;
         check(DecodeBlock(*info,
@@ -101,7 +102,7 @@ TableFile TableFileByName(const std::string& path) {
             return file;
         }
     }
-    throw InputError("the name of " + Quote(path) + " is none of a database file");
+    throw InputError("the name of " + QuoteName(path) + " is none of a database file");
 }
 
 std::optional<TableFile> FindTableFile(const std::vector<std::string>& directories,
@@ -124,7 +125,7 @@ std::vector<std::int8_t> ReadTableFile(const TableFile& file) {
     const std::uint32_t expected =
         kEntryCounts[static_cast<std::size_t>(file.class_id)][static_cast<std::size_t>(file.side)];
     if (bytes.size() != expected) {
-        throw InputError(Quote(file.path) + " has " + std::to_string(bytes.size()) +
+        throw InputError(QuoteName(file.path) + " has " + std::to_string(bytes.size()) +
                          " entries in place of " + std::to_string(expected));
     }
     return {bytes.begin(), bytes.end()};
@@ -143,6 +144,17 @@ std::vector<std::string> TablebaseProblems(const std::string& paths) {
         }
     }
     return problems;
+}
+
+std::string MissingFolder(const std::string& paths) {
+    for (const std::string& directory : SplitDirectories(paths)) {
+        std::error_code error;
+        if (directory.empty() || std::filesystem::is_directory(NativeName(directory), error)) {
+            continue;
+        }
+        return "there is no folder " + QuoteName(directory);
+    }
+    return {};
 }
 
 std::string ValueText(TablebaseValue value) {

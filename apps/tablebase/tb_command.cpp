@@ -17,7 +17,8 @@ void AddMake(CLI::App* tb, Console& console) {
     command->add_option("--men", options->men, "all classes of up to so many men")
         ->check(CLI::IsMember({3, 4}))
         ->type_name("N");
-    command->add_option("--out", options->out, "where to write; what is there already is read")
+    TakesNames(
+        command->add_option("--out", options->out, "where to write; what is there already is read"))
         ->type_name("DIR")
         ->capture_default_str();
     command->add_flag("--compress", options->compress, "write the compressed form, NAME.emd");
@@ -31,21 +32,31 @@ void AddVerify(CLI::App* tb, Console& console) {
     const auto options = std::make_shared<VerifyTablesOptions>();
     CLI::App* const command =
         tb->add_subcommand("verify", "Compare every value with those that its moves lead to");
-    command->add_option("FILE", options->files, "one or more")->required()->type_name("");
+    TakesNames(command->add_option("FILE", options->files, "one or more"))
+        ->required()
+        ->type_name("");
     command->add_option("--every", options->every, "only one entry in so many, for large classes")
         ->check(CLI::Range(1, 1 << 30))
         ->type_name("N");
     command->callback([options, &console] { VerifyTables(*options, console); });
 }
 
-using FileFunction = void (*)(const std::string& file, Console& console);
+using ConvertFunction = void (*)(const std::string& file, bool force, Console& console);
 
-void AddFile(
-    CLI::App* tb, Console& console, const char* name, const char* what, FileFunction function) {
-    const auto file = std::make_shared<std::string>();
+void AddConversion(
+    CLI::App* tb, Console& console, const char* name, const char* what, ConvertFunction function) {
+    struct Options {
+        std::string file;
+        bool force = false;
+    };
+    const auto options = std::make_shared<Options>();
     CLI::App* const command = tb->add_subcommand(name, what);
-    command->add_option("FILE", *file, "the database file")->required()->type_name("");
-    command->callback([file, function, &console] { function(*file, console); });
+    TakesNames(command->add_option("FILE", options->file, "the database file"))
+        ->required()
+        ->type_name("");
+    AddForceFlag(Subcommand(command), &options->force);
+    command->callback(
+        [options, function, &console] { function(options->file, options->force, console); });
 }
 
 using ListFunction = void (*)(const std::vector<std::string>& names, Console& console);
@@ -58,7 +69,7 @@ void AddFiles(CLI::App* tb,
               ListFunction function) {
     const auto names = std::make_shared<std::vector<std::string>>();
     CLI::App* const command = tb->add_subcommand(name, what);
-    command->add_option(argument, *names, "one or more")->required()->type_name("");
+    TakesNames(command->add_option(argument, *names, "one or more"))->required()->type_name("");
     command->callback([names, function, &console] { function(*names, console); });
 }
 
@@ -79,7 +90,7 @@ void AddWithPaths(CLI::App* tb,
     };
     const auto options = std::make_shared<Options>();
     CLI::App* const command = tb->add_subcommand(name, what);
-    command->add_option(argument, options->subject)->required()->type_name("");
+    TakesNames(command->add_option(argument, options->subject))->required()->type_name("");
     AddTablebaseOption(Subcommand(command), &options->paths);
     command->callback(
         [options, function, &console] { function(options->subject, options->paths, console); });
@@ -100,8 +111,8 @@ void AddTablebaseCommand(Subcommand application, Console& console) {
         application.AddCommand("tb", "Make, check and ask endgame databases").App();
     tb->require_subcommand(1);
     AddMake(tb, console);
-    AddFile(tb, console, "pack", "Write the compressed form beside a file", PackTable);
-    AddFile(tb, console, "unpack", "Write the uncompressed form beside a file", UnpackTable);
+    AddConversion(tb, console, "pack", "Write the compressed form beside a file", PackTable);
+    AddConversion(tb, console, "unpack", "Write the uncompressed form beside a file", UnpackTable);
     AddVerify(tb, console);
     AddFiles(tb,
              console,

@@ -22,12 +22,13 @@ struct MakeTablesOptions {
     std::uint64_t memory_mb = 0;  ///< what may be used, 0 for what the machine has to spare
 };
 
-/// Makes classes and all that they need. What is there already and sound is read instead.
+/// Makes classes and all that they need. What is there already and sound is read instead, what is
+/// damaged is replaced.
 void MakeTables(const MakeTablesOptions& options, Console& console);
 
-/// Writes the other form of a file beside it.
-void PackTable(const std::string& file, Console& console);
-void UnpackTable(const std::string& file, Console& console);
+/// Writes the other form of a file beside it. `force` replaces one that is there.
+void PackTable(const std::string& file, bool force, Console& console);
+void UnpackTable(const std::string& file, bool force, Console& console);
 
 struct VerifyTablesOptions {
     std::vector<std::string> files;

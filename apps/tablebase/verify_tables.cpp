@@ -25,7 +25,7 @@ void LoadClass(int class_id, const std::string& directory, TableSet* tables) {
         const auto file = FindTableFile({directory}, class_id, side);
         if (!file) {
             throw InputError("verifying needs " + TableFileName(class_id, side) + " in " +
-                             Quote(directory));
+                             QuoteName(directory));
         }
         entries.side[static_cast<std::size_t>(side)] = ReadTableFile(*file);
     }

@@ -126,6 +126,10 @@ private:
     std::set<std::string> missing_;
 };
 
+std::string OutputName(const ThompsonMaterial& material, const MakeThompsonOptions& options) {
+    return (std::filesystem::path(options.out) / ThompsonFileName(material)).string();
+}
+
 void MakeFile(const ThompsonMaterial& material,
               const MakeThompsonOptions& options,
               ProgressBar* bar,
@@ -146,7 +150,7 @@ void MakeFile(const ThompsonMaterial& material,
         [&](const ThompsonSquares& squares) { return sources.ValueAt(squares); },
         tell);
     const std::vector<std::uint8_t> bytes = WriteThompson(values, ChooseThompsonShape(values));
-    ReplaceFile((std::filesystem::path(options.out) / name).string(), bytes);
+    ReplaceFile(OutputName(material, options), bytes);
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
     const auto not_lost = std::ranges::count(values, 0);
     tell(1);
@@ -169,14 +173,17 @@ void MakeThompsonFiles(const MakeThompsonOptions& options, Console& console) {
     for (const std::string& name : options.names) {
         const ThompsonMaterial* const material = FindThompsonMaterial(name);
         if (!material || ThompsonFileName(*material) != name) {
-            throw InputError("there is no file " + Quote(name) + " in the list");
+            throw InputError("there is no file " + QuoteName(name) + " in the list");
         }
         materials.push_back(material);
     }
     std::error_code error;
     std::filesystem::create_directories(options.out, error);
     if (!std::filesystem::is_directory(options.out)) {
-        throw InputError("--out: " + Quote(options.out) + " is no directory");
+        throw InputError("--out: " + QuoteName(options.out) + " is no directory");
+    }
+    for (const ThompsonMaterial* const material : materials) {
+        AllowNewOutput(OutputName(*material, options), options.force, console);
     }
     ProgressBar bar(console, materials.size() * kSteps);
     for (const ThompsonMaterial* const material : materials) {

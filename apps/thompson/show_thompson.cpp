@@ -1,6 +1,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <iomanip>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
 
 #include "apps/notation.h"
 #include "apps/positions.h"
@@ -9,6 +13,7 @@
 #include "board/make.h"
 #include "egtb/thompson.h"
 #include "game/game.h"
+#include "platform/files.h"
 
 namespace torval {
 
@@ -47,16 +52,54 @@ std::string LossText(int value) {
     return value == kLostNow ? "lost now" : "lost in " + std::to_string(value - kLostNow);
 }
 
-/// The files that could know the position on the board; empty for none.
-std::string FilesForBoard() {
-    std::vector<std::string> names;
+/// The directories of a Thompson path, all of which must exist.
+std::vector<std::string> DirectoriesOf(const std::string& paths) {
+    std::vector<std::string> directories;
+    std::istringstream list(paths);
+    for (std::string directory; std::getline(list, directory, ';');) {
+        std::error_code error;
+        if (!directory.empty() && !std::filesystem::is_directory(NativeName(directory), error)) {
+            throw InputError("--path: there is no folder " + QuoteName(directory));
+        }
+        directories.push_back(directory);
+    }
+    return directories;
+}
+
+/// The files that could know the position on the board, in the order in which they are asked.
+std::vector<const ThompsonMaterial*> FilesForBoard() {
+    std::vector<const ThompsonMaterial*> files;
     for (const ThompsonMaterial& material : ThompsonMaterials()) {
-        const std::string name = ThompsonFileName(material);
-        if (MatchBoard(PlacesOf(material)) && std::ranges::count(names, name) == 0) {
-            names.push_back(name);
+        const auto is_same = [&](const ThompsonMaterial* other) {
+            return ThompsonFileName(*other) == ThompsonFileName(material);
+        };
+        if (MatchBoard(PlacesOf(material)) && std::ranges::none_of(files, is_same)) {
+            files.push_back(&material);
         }
     }
-    return JoinWords(names);
+    return files;
+}
+
+/// Whether the header and the last value can be read, and that of the position on the board.
+bool IsReadable(const std::string& name, const ThompsonMaterial& material) {
+    ThompsonFile file;
+    const auto squares = MatchBoard(PlacesOf(material));
+    if (!squares || !file.Open(name)) return false;
+    const auto index = ThompsonIndex(material.type, *squares);
+    return file.ReadValue(ThompsonPositions(material.type) - 1) &&
+           (!index || file.ReadValue(*index));
+}
+
+/// Adds the files for the position on the board that the engine passes over as unreadable.
+void FindDamaged(const std::vector<std::string>& directories, std::set<std::string>* damaged) {
+    for (const ThompsonMaterial* const material : FilesForBoard()) {
+        for (const std::string& directory : directories) {
+            const std::string name = NativeName(JoinName(directory, ThompsonFileName(*material)));
+            std::error_code error;
+            if (!std::filesystem::exists(name, error) || damaged->contains(name)) continue;
+            if (!IsReadable(name, *material)) damaged->insert(name);
+        }
+    }
 }
 
 }  // namespace
@@ -64,7 +107,7 @@ std::string FilesForBoard() {
 void ShowThompsonFile(const std::string& file, Console& console) {
     ThompsonFile opened;
     if (!opened.Open(file)) {
-        throw InputError(Quote(file) + " cannot be read, or its header is damaged");
+        throw InputError(QuoteName(file) + " cannot be read, or its header is damaged");
     }
     const ThompsonHeader& header = opened.Header();
     std::ostream& out = console.out;
@@ -91,6 +134,7 @@ void ShowThompsonFile(const std::string& file, Console& console) {
 
 void ProbeThompsonPosition(const std::string& fen, const std::string& paths, Console& console) {
     if (paths.empty()) throw InputError("--path names no directory");
+    const std::vector<std::string> directories = DirectoriesOf(paths);
     StartEngine();
     std::string error;
     if (!SetUpFen(fen, &error)) throw InputError(error);
@@ -98,11 +142,16 @@ void ProbeThompsonPosition(const std::string& fen, const std::string& paths, Con
     const int value = ProbeThompson();
     console.out << LossText(value) << '\n';
     const bool missing = ThompsonFileIsMissing();
-    const std::string names = FilesForBoard();
+    std::set<std::string> damaged;
+    FindDamaged(directories, &damaged);
+    std::vector<std::string> names;
+    for (const ThompsonMaterial* const file : FilesForBoard()) {
+        names.push_back(ThompsonFileName(*file));
+    }
     if (names.empty()) {
         console.out << "  no file is for these men\n";
-    } else if (missing) {
-        console.out << "  needs one of: " << names << '\n';
+    } else if (missing && damaged.empty()) {
+        console.out << "  needs one of: " << JoinWords(names) << '\n';
     }
     struct Row {
         std::string move;
@@ -114,6 +163,7 @@ void ProbeThompsonPosition(const std::string& fen, const std::string& paths, Con
         const std::string text = Algebraic(move);
         MakeMove(move);
         rows.push_back({text, ProbeThompson()});
+        FindDamaged(directories, &damaged);
         UnmakeMove();
     }
     std::ranges::stable_sort(rows, std::less{}, &Row::value);
@@ -122,6 +172,11 @@ void ProbeThompsonPosition(const std::string& fen, const std::string& paths, Con
                     << LossText(row.value) << '\n';
     }
     CloseThompsonFiles();
+    if (damaged.empty()) return;
+    std::string names_of_damaged;
+    for (const std::string& name : damaged) names_of_damaged += QuoteName(name) + ' ';
+    throw std::runtime_error("damaged or cut short: " + names_of_damaged +
+                             "(torval thompson verify tells more)");
 }
 
 }  // namespace torval

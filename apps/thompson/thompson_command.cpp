@@ -2,6 +2,8 @@
 #include <memory>
 
 #include "apps/commands.h"
+#include "apps/positions.h"
+#include "apps/tablebase/table_file.h"
 #include "apps/thompson/thompson_commands.h"
 
 namespace torval {
@@ -17,7 +19,7 @@ void AddFile(CLI::App* thompson,
              FileFunction function) {
     const auto file = std::make_shared<std::string>();
     CLI::App* const command = thompson->add_subcommand(name, what);
-    command->add_option("FILE", *file, "the database file")->required()->type_name("");
+    TakesNames(command->add_option("FILE", *file, "the database file"))->required()->type_name("");
     command->callback([file, function, &console] { function(*file, console); });
 }
 
@@ -30,7 +32,9 @@ void AddProbe(CLI::App* thompson, Console& console) {
     CLI::App* const command = thompson->add_subcommand(
         "probe", "Tell the value of a position and of what each of its moves leads to");
     command->add_option("FEN", options->fen)->required()->type_name("");
-    command->add_option("--path", options->paths, "the directories with the files, \"one;two\"")
+    TakesNames(command->add_option(
+                   "--path", options->paths, "the directories with the files, \"one;two\""),
+               kThompsonSeparators)
         ->required()
         ->type_name("DIRS");
     command->callback(
@@ -42,12 +46,15 @@ void AddMake(CLI::App* thompson, Console& console) {
     CLI::App* const command = thompson->add_subcommand(
         "make", "Make files for the positions that the files of \"torval tb\" know");
     command->add_option("NAME", options->names, "names such as RR_R.G")->required()->type_name("");
-    command->add_option("--from", options->from, "the directories of those files, \"one;two\"")
+    TakesNames(
+        command->add_option("--from", options->from, "the directories of those files, \"one;two\""),
+        kNalimovSeparators)
         ->required()
         ->type_name("DIRS");
-    command->add_option("--out", options->out, "where to write")
+    TakesNames(command->add_option("--out", options->out, "where to write"))
         ->type_name("DIR")
         ->capture_default_str();
+    AddForceFlag(Subcommand(command), &options->force);
     command->callback([options, &console] { MakeThompsonFiles(*options, console); });
 }
 

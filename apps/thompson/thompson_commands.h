@@ -26,6 +26,7 @@ struct MakeThompsonOptions {
     std::vector<std::string> names;  ///< of files in the list of materials
     std::string from;                ///< directories of tablebases
     std::string out = ".";
+    bool force = false;  ///< replace files that are there
 };
 
 /// Writes files with the values of all positions that the tablebases know.

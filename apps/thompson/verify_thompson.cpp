@@ -170,7 +170,8 @@ Fault FirstFault(const std::string& name, std::uint64_t* values, Console& consol
     ThompsonFile file;
     if (!file.Open(name)) {
         DiskFile raw;
-        if (!raw.Open(name, DiskAccess::ReadOnly)) throw InputError("cannot read " + Quote(name));
+        if (!raw.Open(name, DiskAccess::ReadOnly))
+            throw InputError("cannot read " + QuoteName(name));
         return "header: " + HeaderCheck(&raw).First();
     }
     Fault fault = TablesFault(file.Header());

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "apps/host/databases.h"
+#include "apps/tablebase/table_file.h"
 #include "apps/text.h"
 #include "apps/uci/command.h"
 
@@ -220,7 +221,7 @@ std::string ProtocolOptions::SetBookMode(const std::string& value) {
 }
 
 std::string ProtocolOptions::SetBookFile(const std::string& value) {
-    std::string file = SameName(value, kEmptyText) ? std::string() : value;
+    std::string file = SameName(value, kEmptyText) ? std::string() : ExpandHome(value);
     // A relative name is the user's, not one beside the program.
     if (!file.empty()) file = std::filesystem::absolute(file).string();
     if (!image_.Set(settings::kUserBookName, file)) {
@@ -232,7 +233,8 @@ std::string ProtocolOptions::SetBookFile(const std::string& value) {
 }
 
 std::string ProtocolOptions::SetNalimovPath(const std::string& value) {
-    const std::string paths = SameName(value, kEmptyText) ? std::string() : value;
+    const std::string paths =
+        SameName(value, kEmptyText) ? std::string() : ExpandHomes(value, kNalimovSeparators);
     const std::string problem = NalimovPathProblem(paths);
     if (!problem.empty()) return "NalimovPath stays as it is: " + problem;
     image_.SetNalimovPath(paths);
@@ -243,7 +245,8 @@ std::string ProtocolOptions::SetNalimovPath(const std::string& value) {
 }
 
 std::string ProtocolOptions::SetThompsonPath(const std::string& value) {
-    const std::string paths = SameName(value, kEmptyText) ? std::string() : value;
+    const std::string paths =
+        SameName(value, kEmptyText) ? std::string() : ExpandHomes(value, kThompsonSeparators);
     const std::string problem = ThompsonPathProblem(paths);
     if (!problem.empty()) return "ThompsonPath stays as it is: " + problem;
     image_.Set(settings::kThompsonPath, paths);

@@ -187,14 +187,26 @@ BookErrorCode BookFile::WriteHeader() {
     return written ? BookErrorCode::None : BookErrorCode::ShortWrite;
 }
 
-BookResult<std::uint16_t> BookFile::StartBlock() {
+std::uint64_t BookFile::BlocksInFile() const {
     const std::uint64_t size = header_.BlockSize();
-    if (size < kBlockLinks) return BookResult<std::uint16_t>::Failure(BookErrorCode::NoRoom);
-    // A header that an interrupted edit left behind may count fewer blocks than there are.
-    const std::uint64_t in_file = (file_.Size() + size - 1) / size;
+    return size == 0 ? 0 : (file_.Size() + size - 1) / size;
+}
+
+bool BookFile::HoldsItsBlocks() const {
+    const std::uint64_t size = header_.BlockSize();
+    if (size == 0) return false;
     const std::uint64_t behind_index = header_.IndexBlock() + (index_.size() + size - 1) / size;
-    const std::uint64_t number = std::max({std::uint64_t{header_.Blocks()}, in_file, behind_index});
-    if (number >= kMostBlocks) return BookResult<std::uint16_t>::Failure(BookErrorCode::NoRoom);
+    return std::max(std::uint64_t{header_.Blocks()}, behind_index) <= BlocksInFile();
+}
+
+BookResult<std::uint16_t> BookFile::StartBlock() {
+    using Result = BookResult<std::uint16_t>;
+    if (header_.BlockSize() < kBlockLinks) return Result::Failure(BookErrorCode::NoRoom);
+    // A block behind a gap would make a file as long as a damaged header says.
+    if (!HoldsItsBlocks()) return Result::Failure(BookErrorCode::NoRoom);
+    // A header that an interrupted edit left behind may count fewer blocks than there are.
+    const std::uint64_t number = BlocksInFile();
+    if (number >= kMostBlocks) return Result::Failure(BookErrorCode::NoRoom);
     std::fill(buffer_.begin(), buffer_.end(), std::uint8_t{0});
     buffered_ = kNoBlock;
     return {.error = BookErrorCode::None, .value = static_cast<std::uint16_t>(number)};

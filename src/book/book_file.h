@@ -122,8 +122,13 @@ public:
     BookErrorCode WriteIndex();
     BookErrorCode WriteHeader();
 
+    /// False: the file is damaged, it ends before a block that its header or its index takes for
+    /// granted.
+    bool HoldsItsBlocks() const;
+
     /// Makes the buffer an empty block, to be written as the one whose number is given: the next
-    /// behind the file. NoRoom: the file has kMostBlocks, or blocks without room for anything.
+    /// behind the file. NoRoom: the file has kMostBlocks, blocks without room for anything, or not
+    /// all of its blocks.
     BookResult<std::uint16_t> StartBlock();
     /// For a key that has a slot.
     void SetFirstBlock(HashKey key, std::uint16_t block);
@@ -137,6 +142,7 @@ private:
     BookResult<BookEntries> ReadEntries();
     std::size_t SlotOf(HashKey key) const { return PrimaryKey(key) & header_.Mask(); }
     BookErrorCode SeekBlock(std::uint16_t block);
+    std::uint64_t BlocksInFile() const;
 
     DiskFile file_;
     BookHeader header_;

@@ -280,6 +280,53 @@ TEST(Play, SavesAndLoadsAGame) {
     std::filesystem::remove(file);
 }
 
+TEST(Play, ReplacesAFileWhenThatIsWanted) {
+    struct Row {
+        const char* script;  ///< FILE stands for a file that is there
+        bool asks;
+        bool replaced;
+        const char* last;  ///< reply
+    };
+    const std::string file = FileFor("there");
+    for (const Row& row :
+         {Row{"save game FILE", false, false, "' is there already; 'save game --force FILE' rep"},
+          Row{"save settings FILE", false, false, "'save settings --force FILE' replaces it"},
+          Row{"save game --force FILE", false, true, "Game saved."},
+          Row{"save game --force FILE\ne4\nsave game FILE", false, true, "Game saved."},
+          Row{"save game --force FILE\nnew\nsave game FILE", false, true, "is there already"},
+          Row{"save game --force FILE\nsave settings FILE", false, true, "is there already"},
+          Row{"save game FILE", true, false, "Replace it? (y/n)"},
+          Row{"save game FILE\ny", true, true, "Game saved."},
+          Row{"save settings FILE\nyes", true, true, "Settings saved."},
+          Row{"save game FILE\nn", true, false, "stays as it is."},
+          Row{"save game FILE\n", true, false, "stays as it is."},
+          Row{"save game FILE\nfen\ny", true, false, "neither a move nor a command"},
+          Row{"save game", true, false, "usage: save game|settings [--force] FILE"},
+          Row{"save game --force", true, false, "usage: save"}}) {
+        SCOPED_TRACE(row.script);
+        std::ofstream(file) << "old";
+        PlayOptions options;
+        options.asks = row.asks;
+        Player player(options);
+        player.Execute("auto off");
+        std::string script = row.script;
+        for (std::size_t at; (at = script.find(" FILE")) != script.npos;) {
+            script.replace(at, 5, " " + file);
+        }
+        std::istringstream lines(script + "\n");
+        std::string reply;
+        for (std::string line; std::getline(lines, line);) {
+            const Reply answer = player.Execute(line);
+            reply = answer.lines.empty() ? "" : answer.lines.back();
+        }
+        std::string text;
+        std::ifstream(file) >> text;
+        EXPECT_EQ(text != "old", row.replaced);
+        EXPECT_THAT(reply, HasSubstr(row.last));
+    }
+    std::filesystem::remove(file);
+}
+
 TEST(Play, CountsOnFromAFen) {
     const std::string file = FileFor("counted.pgn");
     const Ran played = Play(
@@ -312,8 +359,8 @@ TEST(Play, CountsOnFromAFen) {
 
 TEST(Play, NamesTheOpeningInTheGamesFile) {
     const std::string file = FileFor("named.pgn");
-    const auto tags_of = [&file](const std::string& script) {
-        EXPECT_EQ(Play(script + "\nsave game " + file).code, 0);
+    const auto tags_of = [&file](const std::string& script, const char* force = "") {
+        EXPECT_EQ(Play(script + "\nsave game " + force + file).code, 0);
         std::ostringstream text;
         text << std::ifstream(file).rdbuf();
         std::filesystem::remove(file);
@@ -324,7 +371,7 @@ TEST(Play, NamesTheOpeningInTheGamesFile) {
                 HasSubstr("[ECO \"B12\"]\n[Opening \"Caro-Kann Defense: Advance Variation\"]\n"));
     // A loaded game that goes on gets its new name; one without a name has no such tag.
     std::ofstream(file) << "[ECO \"A00\"]\n[Opening \"x\"]\n[Variation \"y\"]\n\n1. e4 c6 *\n";
-    const std::string renamed = tags_of("auto off\nload game " + file + "\nd4\nd5\ne5");
+    const std::string renamed = tags_of("auto off\nload game " + file + "\nd4\nd5\ne5", "--force ");
     EXPECT_THAT(renamed, HasSubstr("[ECO \"B12\"]"));
     EXPECT_THAT(renamed, Not(HasSubstr("Variation \"y\"")));
     EXPECT_THAT(tags_of("fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1"), Not(HasSubstr("ECO")));

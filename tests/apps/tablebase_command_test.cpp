@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -75,6 +76,8 @@ TEST_F(TablebaseCommand, PacksAndUnpacks) {
     fs::rename(File("krk.nbb.emd"), File("krknbb.emd"));
     EXPECT_EQ(Torval({"tb", "unpack", File("krknbb.emd")}).code, 0);
     EXPECT_EQ(Bytes(File("krk.nbb")), sound);
+    EXPECT_THAT(Torval({"tb", "unpack", File("krknbb.emd")}).err, HasSubstr("is there already"));
+    fs::remove(File("krk.nbb"));
     const std::size_t in_last_block = fs::file_size(File("krknbb.emd")) - 40;
     Put(File("krknbb.emd"), in_last_block, '\x77');
     EXPECT_THAT(Torval({"tb", "unpack", File("krknbb.emd")}).err, HasSubstr("is damaged"));
@@ -131,6 +134,72 @@ TEST_F(TablebaseCommand, TellsValuesInWords) {
     const Ran stats = Torval({"tb", "stats", "krk", "--tb", folder_.string()});
     EXPECT_THAT(stats.out, HasSubstr(std::string("longest: mate in 16, ") + kLongestMate));
     EXPECT_THAT(stats.out, HasSubstr("losses      25797\n"));
+}
+
+TEST_F(TablebaseCommand, TellsWhyItDoesNotKnow) {
+    // A file whose header is sound and whose blocks are not.
+    ASSERT_EQ(Torval({"tb", "pack", File("kqk.nbb")}).code, 0);
+    fs::remove(File("kqk.nbb"));
+    const std::size_t size = fs::file_size(File("kqk.nbb.emd"));
+    for (std::size_t at = size / 4; at < size; at += 20) Put(File("kqk.nbb.emd"), at, '\x77');
+    fs::remove(File("kbk.nbb"));
+    struct Case {
+        const char* fen;
+        std::string answer;
+    };
+    for (const Case& c : {
+             Case{"8/8/8/3b4/8/2k5/1R6/K7 w - - 0 1", "unknown: there is no file krkb.nbw\n"},
+             Case{"8/8/8/8/8/2k5/1B6/K7 b - - 0 1", "unknown: there is no file kbk.nbb\n"},
+             Case{"8/8/8/8/8/2k5/1B6/K7 w - - 0 1", "  unknown where there is no file kbk.nbb\n"},
+             Case{"7k/8/8/8/8/8/1q6/K6Q b - - 0 1", "unknown: no database has such a position\n"},
+             Case{"rrr4k/8/8/8/8/8/8/K2QRR2 w - - 0 1", "unknown: no database is for these men\n"},
+             Case{"8/8/8/3k4/8/3K4/8/7Q b - - 0 1", "kqk.nbb.emd' is damaged\n"},
+         }) {
+        const Ran ran = Torval({"tb", "probe", c.fen, "--tb", folder_.string()});
+        EXPECT_THAT(ran.out, HasSubstr(c.answer)) << c.fen << ran.err;
+    }
+}
+
+TEST_F(TablebaseCommand, TakesTheHomeDirectoryAndNoMissingOne) {
+    const char* const home = std::getenv("HOME");
+    const std::string old = home ? home : "";
+    setenv("HOME", folder_.parent_path().c_str(), 1);
+    const std::string path = "/nowhere at all,~/" + folder_.filename().string();
+    const std::string tilde = path.substr(path.find('~'));
+    for (const std::vector<std::string>& words :
+         std::vector<std::vector<std::string>>{{"tb", "check", tilde},
+                                               {"tb", "stats", tilde + "/krk.nbw"},
+                                               {"tb", "list", "--tb", "/tmp;" + tilde},
+                                               {"tb", "probe", kLongestMate, "--tb=" + tilde},
+                                               {"eval", "--tb=" + tilde},
+                                               {"play", "--book=none", "--tb=" + tilde}}) {
+        EXPECT_EQ(Torval(words).code, 0) << words[1];
+    }
+    EXPECT_THAT(Torval({"tb", "list", "--tb", "/tmp;" + tilde}).out, HasSubstr("\n10 files\n"));
+    const Ran typed = Torval({"play", "--book=none"},
+                             "tb path " + tilde + "\nsettings 214 " + tilde + "\ntb path " + path +
+                                 "\nsettings 214 /nowhere at all\n");
+    EXPECT_THAT(typed.out, HasSubstr("Nalimov path: " + folder_.string() + "; 10 files"));
+    EXPECT_THAT(typed.out, HasSubstr("214  Nalimov Endgame Path: " + folder_.string() + "\n"));
+    EXPECT_THAT(typed.err,
+                HasSubstr("line 3: the path of the databases stays as it is: there is "
+                          "no folder '/nowhere at all'\n"));
+    EXPECT_THAT(typed.err, HasSubstr("line 4: setting 214 stays as it is: there is no folder"));
+    if (home) {
+        setenv("HOME", old.c_str(), 1);
+    } else {
+        unsetenv("HOME");
+    }
+    const std::string missing = folder_.string() + "/a folder that is not there";
+    for (const std::vector<std::string>& words :
+         std::vector<std::vector<std::string>>{{"tb", "check", folder_.string(), missing},
+                                               {"tb", "probe", kLongestMate, "--tb", missing},
+                                               {"search", "--tb", "/tmp," + missing},
+                                               {"play", "--book=none", "--tb", missing}}) {
+        const Ran ran = Torval(words);
+        EXPECT_EQ(ran.code, 2);
+        EXPECT_THAT(ran.err, HasSubstr("there is no folder '" + missing + "'"));
+    }
 }
 
 TEST_F(TablebaseCommand, TellsWhatIsThereAndWhatIsWrong) {

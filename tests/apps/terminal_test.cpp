@@ -32,9 +32,8 @@ public:
         child_ = forkpty(&master_, name, nullptr, &kSize);
         if (child_ == 0) {
             setenv("TERM", "xterm", 1);
-            setenv("LC_ALL", "C", 1);
+            setenv("LC_ALL", "C.UTF-8", 1);
             setenv("XDG_STATE_HOME", state_home.c_str(), 1);
-            unsetenv("INPUTRC");
             execl(TORVAL_PROGRAM, "torval", "play", "--book=none", static_cast<char*>(nullptr));
             _exit(127);
         }
@@ -66,7 +65,10 @@ public:
             std::array<char, 4096> bytes;
             const ssize_t count = read(master_, bytes.data(), bytes.size());
             ASSERT_GT(count, 0) << "it ended, and " << text << " is not in\n" << shown_;
-            shown_.append(bytes.data(), static_cast<std::size_t>(count));
+            for (const char byte :
+                 std::string_view(bytes.data(), static_cast<std::size_t>(count))) {
+                Show(byte);
+            }
         }
         shown_.erase(0, found + text.size());
     }
@@ -99,11 +101,26 @@ public:
     }
 
 private:
+    /// Keeps the text, without what moves the cursor: a return, ESC and a character, or ESC [ up to a
+    /// letter.
+    void Show(char byte) {
+        constexpr char kEscape = '\x1b';
+        if (sequence_.empty() && byte != kEscape) {
+            if (byte != '\r') shown_ += byte;
+            return;
+        }
+        sequence_ += byte;
+        const std::size_t length = sequence_.size();
+        const bool is_long = length > 1 && sequence_[1] == '[';
+        if (is_long ? length > 2 && byte >= '@' : length == 2) sequence_.clear();
+    }
+
     int master_ = -1;
     int slave_ = -1;
     pid_t child_ = -1;
     termios before_{};
     std::string shown_;
+    std::string sequence_;  ///< one that has begun
 };
 
 class PlayTerminalTest : public testing::Test {
@@ -128,12 +145,16 @@ TEST_F(PlayTerminalTest, PlaysCompletesAndRemembers) {
     terminal.Await("White to move.");
     terminal.Await("torval> ");
     terminal.Type("le\t");
-    terminal.Await("level ");
+    terminal.Await("level");
     terminal.Type("dep\t2\r");
     terminal.Await("Level: depth 2.");
-    terminal.Type("f3\r");
+    // Escape alone, which the other bytes of a key may follow, stops nothing.
+    terminal.Type("f3\r\x1b");
     terminal.Await("1. f3");
     terminal.Await("1... ");
+    terminal.Type("[A");
+    terminal.Await("f3");
+    terminal.Type("\x15");
     terminal.Type("Ke5\r");
     terminal.Await("Sorry: 'Ke5' is not a legal move.");
     terminal.Type("help\r");
@@ -143,6 +164,13 @@ TEST_F(PlayTerminalTest, PlaysCompletesAndRemembers) {
     terminal.Await("a  b  c  d  e  f  g  h");
     terminal.Type(std::string(kUp) + kUp + kUp);
     terminal.Await("f3");
+    // A line that is wiped and typed anew; a man is one character, of three bytes.
+    terminal.Type("\x15");
+    terminal.Type(
+        "a\xE2\x99\x9E\x7F\x7F"
+        "mo\t\r");
+    terminal.Await("moves");
+    terminal.Await("1. f3");
     // Leaves the line alone, and the program running.
     terminal.Type("\x03");
     terminal.Await("'quit' leaves.");
@@ -150,7 +178,7 @@ TEST_F(PlayTerminalTest, PlaysCompletesAndRemembers) {
     terminal.Type("quit\r");
     EXPECT_EQ(terminal.ExitCode(), 0);
     EXPECT_TRUE(terminal.IsRestored());
-    EXPECT_EQ(History(), "level depth 2\nf3\nKe5\nhelp\nquit\n");
+    EXPECT_EQ(History(), "level depth 2\nf3\nKe5\nhelp\nmoves \nquit\n");
 }
 
 TEST_F(PlayTerminalTest, KnowsWhatEarlierSessionsTyped) {

@@ -112,6 +112,31 @@ TEST_F(ThompsonCommand, TellsValuesInWords) {
     }
 }
 
+TEST_F(ThompsonCommand, NamesAFileThatIsCutShort) {
+    constexpr const char* kLost = "8/8/8/8/8/1K6/8/k6R b - - 0 1";
+    std::map<std::uint32_t, std::uint8_t> values;
+    AddValue(kLost, "RR_R.G", 10, &values);
+    WriteSparseThompson(folder_.string(), "RR_R.G", values);
+    const std::string file = (folder_ / "RR_R.G").string();
+    const std::string message =
+        "torval: damaged or cut short: '" + file + "' (torval thompson verify tells more)\n";
+    EXPECT_EQ(Probe(kLost).err, "");
+    const auto size = fs::file_size(file);
+    for (const std::uintmax_t left : {size / 2, std::uintmax_t{10}, std::uintmax_t{0}}) {
+        fs::resize_file(file, left);
+        for (const char* fen : {kLost, "8/8/8/8/8/1K6/7R/k7 w - - 0 1"}) {
+            const Ran ran = Probe(fen);
+            EXPECT_EQ(ran.code, 1) << left << ' ' << fen;
+            EXPECT_EQ(ran.err, message) << left << ' ' << fen;
+        }
+    }
+    EXPECT_THAT(Torval({"thompson", "probe", kLost, "--path", folder_.string() + "/none"}).err,
+                HasSubstr("there is no folder"));
+    EXPECT_THAT(
+        Torval({"thompson", "make", "RR_R.G", "--from", "/tmp", "--out", folder_.string()}).err,
+        HasSubstr("RR_R.G' is there already; --force"));
+}
+
 TEST_F(ThompsonCommand, NamesTheFirstFault) {
     const std::string sound = Write("example", {});
     EXPECT_EQ(Torval({"thompson", "verify", sound}).out, sound + ": 6 values, all right\n");

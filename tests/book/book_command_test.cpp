@@ -118,8 +118,9 @@ TEST_F(BookCommandTest, GamesBecomeABookAndComeBack) {
             const std::string pgn = RandomGames(&random, Rounds(150), 20, version, &tallies);
             const std::string games = WriteText("games.pgn", pgn);
             const std::string book = Path("made");
-            const Ran ran = Book("make " + book + " --pgn " + games + " --plies 20 --version " +
-                                 version + "0 --variant " + (statistics ? "bx" : "bk"));
+            const Ran ran =
+                Book("make --force " + book + " --pgn " + games + " --plies 20 --version " +
+                     version + "0 --variant " + (statistics ? "bx" : "bk"));
             EXPECT_EQ(ran.code, 0);
             EXPECT_EQ(ran.err, "");
             EXPECT_THAT(ran.out, HasSubstr("from " + std::to_string(Rounds(150)) + " games"));
@@ -209,7 +210,7 @@ TEST_F(BookCommandTest, ShowsAndChangesMoves) {
     EXPECT_EQ(Book("delete " + book + " --moves e4").code, 1);
 
     // The same as a BK book, which a move can be deleted from.
-    EXPECT_EQ(Book("make " + book + " --pgn - --min-elo 2200", kMixedGames).out,
+    EXPECT_EQ(Book("make --force " + book + " --pgn - --min-elo 2200", kMixedGames).out,
               book +
                   ": 7 positions, 7 moves, 5120 bytes\n"
                   "from 1 game, 4 left out for their ratings\n");
@@ -266,7 +267,7 @@ TEST_F(BookCommandTest, ExportedLinesAndGamesMakeTheSameBook) {
     const std::string second = Path("second");
     for (const char* form : {"lines", "pgn"}) {
         const std::string text = Book(std::string("export --") + form + " " + first).out;
-        EXPECT_EQ(Book("make " + second + " --" + form + " -", text).code, 0);
+        EXPECT_EQ(Book("make --force " + second + " --" + form + " -", text).code, 0);
         EXPECT_EQ(moves_of(second), moves_of(first)) << form;
     }
 }
@@ -284,13 +285,13 @@ TEST_F(BookCommandTest, MergedBooksAddUpGames) {
               "e4          +1        3        2        0        1\n");
     EXPECT_THAT(Book("info " + both).out, HasSubstr("Comment       : first"));
     // Scores of a BK book are the first one's, marks too.
-    Book("make " + a + " --lines -", "e4 e5 1-0\n");
-    Book("make " + b + " --lines -", "e4 c5\n");
+    Book("make --force " + a + " --lines -", "e4 e5 1-0\n");
+    Book("make --force " + b + " --lines -", "e4 c5\n");
     Book("add " + a + " --moves e4 --score 33 --exclude");
-    EXPECT_EQ(Book("merge " + both + " " + a + " " + b).code, 0);
+    EXPECT_EQ(Book("merge --force " + both + " " + a + " " + b).code, 0);
     EXPECT_EQ(Book("moves " + both).out, "Move     Score\ne4         +33  excluded\n");
-    EXPECT_EQ(Book("make " + b + " --version 30 --lines -", "e4 c5\n").code, 0);
-    EXPECT_EQ(Book("merge " + both + " " + a + " " + b).code, 1);
+    EXPECT_EQ(Book("make --force " + b + " --version 30 --lines -", "e4 c5\n").code, 0);
+    EXPECT_EQ(Book("merge --force " + both + " " + a + " " + b).code, 1);
 }
 
 TEST_F(BookCommandTest, RefusesInOneLine) {
@@ -308,9 +309,11 @@ TEST_F(BookCommandTest, RefusesInOneLine) {
         {"make " + book + " --version 2", 2, "two digits"},
         {"make " + book + " --variant by", 2, "--variant"},
         {"make " + book + " --plies 401", 2, "--plies"},
-        {"make " + book + " --pgn /nowhere", 2, "cannot read"},
+        {"make --force " + book + " --pgn /nowhere", 2, "cannot read"},
+        {"make " + book + " --lines -", 1, "is there already; --force replaces it"},
+        {"merge " + book + " " + book, 1, "is there already; --force replaces it"},
         {"make " + book + " --comment " + std::string(600, 'x'), 2, "--comment"},
-        {"make " + Path("no/such/place"), 1, "cannot write"},
+        {"make " + Path("no/such/place"), 1, "cannot be written"},
         {"list /nowhere", 2, "cannot read"},
         {"verify " + WriteText("text", std::string(99, 'x')), 2, "no opening book"},
         {"moves " + book + " --moves e5", 2, "not legal"},
@@ -338,6 +341,49 @@ TEST_F(BookCommandTest, RefusesInOneLine) {
     EXPECT_EQ(verified.out, "header: 3 positions, the chains have 2\n");
     EXPECT_EQ(Book("merge " + Path("out") + " " + book).code, 1);
     EXPECT_FALSE(std::filesystem::exists(Path("out")));
+}
+
+TEST_F(BookCommandTest, InputWithoutAGameLeavesTheOldBook) {
+    using namespace std::string_literals;
+    const std::string book = Path("book");
+    ASSERT_EQ(Book("make " + book + " --lines -", "e4 e5\n").code, 0);
+    const Bytes before = ReadBytes(book);
+    struct Input {
+        std::string text;
+        std::string options;
+        const char* message;
+    };
+    for (const Input& c : {
+             Input{"", "", "there is no game in 'FILE'\ntorval: no game to make a book of"},
+             Input{"\xEF\xBB\xBF% nothing\n\n", "", "there is no game in 'FILE'"},
+             Input{"1. e4 e6 2. Ke3 *\n", "", "FILE:1: move 3 'Ke3' is not legal"},
+             Input{"1. e4 e6 *\n", "--min-elo 2000", "1 left out for their ratings"},
+             Input{"1. e4 e6 *\n", "--min-games 2", "--min-games"},
+             Input{"[Event \"?\"]\n\n*\n", "", "no move of the games"},
+             Input{"\xFF\xFE"
+                   "1\0.\0 \0e\0004\0 \0*\0"s,
+                   "",
+                   "'FILE' is text in UTF-16"},
+             Input{"\xFE\xFF\0001\0.\0e\0004"s, "", "'FILE' is text in UTF-16"},
+             Input{"1\0.\0 \0e\0004\0 \0*\0"s, "", "'FILE' is text in UTF-16"},
+         }) {
+        // Longer than what a message quotes of other text.
+        const std::string file = WriteText("a long name of a file with games.pgn", c.text);
+        std::string message = c.message;
+        for (std::size_t at; (at = message.find("FILE")) != message.npos;) {
+            message.replace(at, 4, file);
+        }
+        const Ran ran = Book("make --force " + book + " " + c.options + " --pgn '" + file + "'");
+        EXPECT_EQ(ran.code, 1) << message;
+        EXPECT_THAT(ran.err, HasSubstr(message));
+        EXPECT_EQ(ReadBytes(book), before) << message;
+    }
+    // Beside a file with games an empty one is only told of.
+    const std::string empty = WriteText("empty.pgn", "");
+    const std::string games = WriteText("games.pgn", "1. e4 e6 *\n");
+    const Ran ran = Book("make --force " + book + " --pgn " + empty + " " + games);
+    EXPECT_EQ(ran.code, 0);
+    EXPECT_EQ(ran.err, "torval: there is no game in '" + empty + "'\n");
 }
 
 TEST_F(BookCommandTest, ABookBeyondTheBlockLimitIsRefused) {

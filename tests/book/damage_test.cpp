@@ -8,6 +8,7 @@
 #include "book/book_fixture.h"
 #include "book/learn.h"
 #include "book/select.h"
+#include "support/run_command.h"
 
 namespace torval {
 
@@ -197,6 +198,42 @@ TEST_F(BookDamageTest, AFullFileKeepsWhatItHas) {
         for (const std::string& move : Moves()) before.erase(line + (" " + move.substr(0, 5)));
     }
     EXPECT_TRUE(before.empty()) << testing::PrintToString(before);
+}
+
+TEST_F(BookDamageTest, AHeaderThatCountsTooMuchMakesNoLongFile) {
+    struct Damage {
+        const char* name;
+        std::size_t offset;  ///< of the header's field
+        std::uint32_t value;
+    };
+    const Bytes good = SmallBook(false);
+    std::vector<Bytes> damaged;
+    for (const Damage& damage : {Damage{"blocks", 6, 0x8000},
+                                 Damage{"one block", 6, Load16(&good[6]) + 1U},
+                                 Damage{"index block", 14, 0x7000},
+                                 Damage{"slots", 16, 0xFFFF}}) {
+        SCOPED_TRACE(damage.name);
+        Bytes book = good;
+        Store16(&book[damage.offset], damage.value);
+        damaged.push_back(book);
+        WriteBytes(Path("long"), book);
+        ASSERT_EQ(Open(Path("long")), BookOpened);
+        PlayLine("h2h4 h7h5 g2g4 a7a5 a2a3 b7b6 c2c3 c7c6 d2d3 d7d6 e2e3 e7e6 f2f3 f7f6");
+        text_messages.clear();
+        EXPECT_EQ(AddBookMoves(MainBook, kAllPlies, 0, 0), StatusOk);
+        ASSERT_EQ(text_messages.size(), 1U);
+        EXPECT_EQ(text_messages[0], (TextMessage{16, settings_block.UserBookName}));
+        CloseBooks();
+        EXPECT_EQ(ReadBytes(Path("long")).size(), book.size());
+    }
+    for (const Bytes& book : damaged) {
+        WriteBytes(Path("long"), book);
+        const Ran ran = Torval({"book", "add", Path("long"), "--moves", "h4 h5"});
+        EXPECT_EQ(ran.code, 1);
+        EXPECT_EQ(ran.err,
+                  "torval: '" + Path("long") + "' is damaged (torval book verify tells)\n");
+        EXPECT_EQ(ReadBytes(Path("long")), book);
+    }
 }
 
 int steps_left = 0;

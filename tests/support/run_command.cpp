@@ -12,7 +12,7 @@ Ran Torval(const std::vector<std::string>& words, const std::string& input, bool
     std::istringstream in(input);
     std::ostringstream out;
     std::ostringstream err;
-    Console console{in, out, err, terminal};
+    Console console{in, out, err, terminal, terminal};
     const int code = RunCommandLine(static_cast<int>(arguments.size()), arguments.data(), console);
     return {code, out.str(), err.str()};
 }

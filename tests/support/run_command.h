@@ -13,7 +13,7 @@ struct Ran {
     std::string err;
 };
 
-/// Runs `torval WORDS...` with this standard input, which may be taken for a terminal.
+/// Runs `torval WORDS...` with this standard input; it and standard error may be taken for a terminal.
 Ran Torval(const std::vector<std::string>& words,
            const std::string& input = "",
            bool terminal = false);
