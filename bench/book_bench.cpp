@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "apps/book/book_builder.h"
-#include "apps/book/game_stream.h"
-#include "apps/replace_file.h"
+#include "apps/makers/books/book_builder.h"
+#include "apps/makers/books/game_stream.h"
+#include "apps/text/replace_file.h"
 #include "board/legality.h"
 #include "board/make.h"
 

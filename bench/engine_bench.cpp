@@ -13,10 +13,10 @@
 #include "eval/evaluate.h"
 #include "game/game.h"
 #include "game/think.h"
-#include "platform/controller.h"
-#include "platform/flags.h"
-#include "platform/settings.h"
 #include "search/transposition.h"
+#include "state/controller.h"
+#include "state/flags.h"
+#include "state/settings.h"
 
 namespace torval {
 

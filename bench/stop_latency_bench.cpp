@@ -14,10 +14,10 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/object.h"
 #include "torval/apartment.h"
 #include "torval/engine.h"
 #include "torval/library.h"
+#include "torval/object.h"
 
 namespace torval {
 

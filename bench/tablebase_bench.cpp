@@ -14,15 +14,15 @@
 #include <string>
 #include <vector>
 
-#include "apps/positions.h"
-#include "apps/thompson/write_thompson.h"
-#include "egtb/block_cache.h"
-#include "egtb/checksum.h"
-#include "egtb/container.h"
-#include "egtb/index.h"
-#include "egtb/probe.h"
-#include "egtb/thompson_file.h"
-#include "platform/settings.h"
+#include "apps/cli/positions.h"
+#include "apps/makers/thompson/write_thompson.h"
+#include "egtb/nalimov/block_cache.h"
+#include "egtb/nalimov/checksum.h"
+#include "egtb/nalimov/container.h"
+#include "egtb/nalimov/index.h"
+#include "egtb/nalimov/probe.h"
+#include "egtb/thompson/thompson_file.h"
+#include "state/settings.h"
 
 namespace torval {
 

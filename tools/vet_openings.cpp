@@ -15,13 +15,13 @@
 #include <stdexcept>
 #include <vector>
 
-#include "apps/book/opening_graph.h"
+#include "apps/cli/notation.h"
+#include "apps/cli/positions.h"
 #include "apps/host/openings.h"
-#include "apps/notation.h"
-#include "apps/positions.h"
+#include "apps/makers/books/opening_graph.h"
 #include "game/think.h"
-#include "platform/flags.h"
-#include "platform/settings.h"
+#include "state/flags.h"
+#include "state/settings.h"
 
 namespace torval {
 namespace {

@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "apps/replace_file.h"
-#include "apps/text.h"
+#include "apps/text/replace_file.h"
+#include "apps/text/text.h"
 #include "book/new_book.h"
 
 namespace torval {

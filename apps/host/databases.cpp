@@ -2,9 +2,9 @@
 
 #include <array>
 
-#include "apps/tablebase/table_file.h"
-#include "apps/text.h"
-#include "egtb/index.h"
+#include "apps/makers/tables/table_file.h"
+#include "apps/text/text.h"
+#include "egtb/nalimov/index.h"
 #include "torval/library.h"
 #include "torval/pages.h"
 

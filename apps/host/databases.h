@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "apps/host/settings_image.h"
-#include "apps/tablebase/position_values.h"
+#include "apps/makers/tables/position_values.h"
 #include "torval/engine.h"
 
 namespace torval {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "apps/host/move_text.h"
-#include "apps/text.h"
+#include "apps/text/moves.h"
+#include "apps/text/text.h"
 
 namespace torval {
 

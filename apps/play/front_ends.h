@@ -3,8 +3,8 @@
 // Thread   the player's.
 #pragma once
 
-#include "apps/console.h"
 #include "apps/play/player.h"
+#include "apps/text/console.h"
 
 namespace torval {
 

@@ -11,7 +11,7 @@
 
 #include <histedit.h>
 
-#include "apps/replace_file.h"
+#include "apps/text/replace_file.h"
 
 namespace torval {
 

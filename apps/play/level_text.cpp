@@ -5,8 +5,8 @@
 #include <charconv>
 #include <vector>
 
-#include "apps/host/game_text.h"
-#include "apps/text.h"
+#include "apps/text/game_text.h"
+#include "apps/text/text.h"
 
 namespace torval {
 

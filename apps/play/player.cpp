@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "apps/fen.h"
-#include "apps/host/game_text.h"
-#include "apps/host/move_text.h"
+#include "apps/makers/tables/table_file.h"
 #include "apps/play/level_text.h"
-#include "apps/tablebase/table_file.h"
+#include "apps/text/fen.h"
+#include "apps/text/game_text.h"
+#include "apps/text/moves.h"
 #include "torval/apartment.h"
 
 namespace torval {

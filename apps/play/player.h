@@ -14,13 +14,13 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/fen.h"
 #include "apps/host/books.h"
 #include "apps/host/databases.h"
 #include "apps/host/openings.h"
-#include "apps/host/pgn.h"
 #include "apps/host/session.h"
 #include "apps/play/screen.h"
+#include "apps/text/fen.h"
+#include "apps/text/pgn.h"
 #include "torval/pages.h"
 
 namespace torval {

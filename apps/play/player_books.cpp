@@ -1,7 +1,7 @@
-#include "apps/host/book_text.h"
-#include "apps/host/move_text.h"
 #include "apps/play/player.h"
-#include "apps/text.h"
+#include "apps/text/book_text.h"
+#include "apps/text/moves.h"
+#include "apps/text/text.h"
 #include "torval/apartment.h"
 
 namespace torval {

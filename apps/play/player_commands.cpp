@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "apps/host/game_text.h"
 #include "apps/play/level_text.h"
 #include "apps/play/player.h"
-#include "apps/text.h"
+#include "apps/text/game_text.h"
+#include "apps/text/text.h"
 
 namespace torval {
 

@@ -1,7 +1,7 @@
-#include "apps/host/game_text.h"
+#include "apps/makers/tables/table_file.h"
 #include "apps/play/player.h"
-#include "apps/tablebase/table_file.h"
-#include "apps/text.h"
+#include "apps/text/game_text.h"
+#include "apps/text/text.h"
 
 namespace torval {
 

@@ -5,13 +5,13 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "apps/host/game_text.h"
-#include "apps/host/move_text.h"
+#include "apps/makers/tables/table_file.h"
 #include "apps/play/player.h"
 #include "apps/play/settings_text.h"
-#include "apps/replace_file.h"
-#include "apps/tablebase/table_file.h"
-#include "apps/text.h"
+#include "apps/text/game_text.h"
+#include "apps/text/moves.h"
+#include "apps/text/replace_file.h"
+#include "apps/text/text.h"
 #include "torval/library.h"
 
 namespace torval {

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "apps/text.h"
+#include "apps/text/text.h"
 #include "torval/library.h"
 
 namespace torval {

@@ -20,7 +20,7 @@
 
 #include "apps/play/front_ends.h"
 #include "apps/play/history.h"
-#include "apps/text.h"
+#include "apps/text/text.h"
 
 namespace torval {
 

@@ -5,9 +5,9 @@
 #include <span>
 #include <utility>
 
-#include "apps/fen.h"
-#include "apps/host/move_text.h"
-#include "apps/text.h"
+#include "apps/text/fen.h"
+#include "apps/text/moves.h"
+#include "apps/text/text.h"
 
 namespace torval {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "apps/host/game_text.h"
-#include "apps/host/move_text.h"
 #include "apps/host/session_error.h"
+#include "apps/text/game_text.h"
+#include "apps/text/moves.h"
 #include "apps/uci/report.h"
 #include "apps/uci/skip_list.h"
 

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "apps/host/databases.h"
-#include "apps/tablebase/table_file.h"
-#include "apps/text.h"
+#include "apps/makers/tables/table_file.h"
+#include "apps/text/text.h"
 #include "apps/uci/command.h"
 
 namespace torval {

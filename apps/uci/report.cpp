@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "apps/host/game_text.h"
-#include "apps/host/move_text.h"
+#include "apps/text/game_text.h"
+#include "apps/text/moves.h"
 
 namespace torval {
 

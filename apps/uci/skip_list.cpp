@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "apps/host/move_text.h"
+#include "apps/text/moves.h"
 
 namespace torval {
 

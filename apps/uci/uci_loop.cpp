@@ -4,17 +4,17 @@
 #include <string>
 #include <vector>
 
-#include "apps/fen.h"
 #include "apps/host/books.h"
 #include "apps/host/databases.h"
 #include "apps/host/line_io.h"
 #include "apps/host/session.h"
-#include "apps/tablebase/table_file.h"
-#include "apps/text.h"
+#include "apps/makers/tables/table_file.h"
+#include "apps/text/fen.h"
+#include "apps/text/text.h"
 #include "apps/uci/command.h"
 #include "apps/uci/computation.h"
-#include "apps/uci/game.h"
 #include "apps/uci/options.h"
+#include "apps/uci/uci_game.h"
 
 namespace torval {
 

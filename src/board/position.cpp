@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "platform/flags.h"
+#include "state/flags.h"
 
 namespace torval {
 

@@ -9,9 +9,9 @@
 
 #include "board/legality.h"
 #include "platform/files.h"
-#include "platform/notify.h"
-#include "platform/settings.h"
-#include "platform/status.h"
+#include "state/notify.h"
+#include "state/settings.h"
+#include "state/status.h"
 
 namespace torval {
 

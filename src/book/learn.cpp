@@ -3,8 +3,8 @@
 #include "board/make.h"
 #include "book/book_edit.h"
 #include "book/books.h"
-#include "platform/flags.h"
-#include "platform/status.h"
+#include "state/flags.h"
+#include "state/status.h"
 
 namespace torval {
 

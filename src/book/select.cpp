@@ -8,8 +8,8 @@
 #include "board/position.h"
 #include "book/books.h"
 #include "platform/random.h"
-#include "platform/settings.h"
 #include "search/root.h"
+#include "state/settings.h"
 
 namespace torval {
 

@@ -2,10 +2,10 @@
 
 #include <cstring>
 
-#include "engine/book_page.h"
 #include "engine/chess_engine.h"
-#include "engine/engine_page.h"
-#include "platform/object.h"
+#include "pages/book_page.h"
+#include "pages/engine_page.h"
+#include "torval/object.h"
 
 namespace torval {
 

@@ -13,11 +13,11 @@
 #include "game/game.h"
 #include "game/think.h"
 #include "platform/boundary.h"
-#include "platform/clocks.h"
-#include "platform/controller.h"
-#include "platform/flags.h"
-#include "platform/settings.h"
 #include "search/time.h"
+#include "state/clocks.h"
+#include "state/controller.h"
+#include "state/flags.h"
+#include "state/settings.h"
 
 namespace torval {
 

@@ -3,8 +3,8 @@
 // The engine behind it is one for the process, whichever object speaks to it; a host creates one.
 #pragma once
 
-#include "platform/object.h"
 #include "torval/engine.h"
+#include "torval/object.h"
 
 namespace torval {
 

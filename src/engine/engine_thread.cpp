@@ -5,19 +5,19 @@
 
 #include "board/position.h"
 #include "book/books.h"
-#include "egtb/probe.h"
+#include "egtb/nalimov/probe.h"
 #include "engine/databases_changed.h"
 #include "engine/notifications.h"
 #include "game/game.h"
 #include "game/think.h"
-#include "platform/flags.h"
 #include "platform/marshal.h"
 #include "platform/message_queue.h"
 #include "platform/race_points.h"
-#include "platform/settings.h"
 #include "platform/thread.h"
 #include "platform/tick.h"
 #include "search/time.h"
+#include "state/flags.h"
+#include "state/settings.h"
 
 namespace torval {
 

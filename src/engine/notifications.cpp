@@ -1,9 +1,9 @@
 #include "engine/notifications.h"
 
 #include "board/position.h"
-#include "platform/flags.h"
-#include "platform/notify.h"
-#include "platform/settings.h"
+#include "state/flags.h"
+#include "state/notify.h"
+#include "state/settings.h"
 
 namespace torval {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "platform/settings.h"
+#include "state/settings.h"
 
 namespace torval {
 

@@ -1,6 +1,6 @@
 #include "eval/evaluate.h"
 
-#include "egtb/probe.h"
+#include "egtb/nalimov/probe.h"
 #include "eval/setup.h"
 
 namespace torval {

@@ -10,7 +10,7 @@
 #include <cstdint>
 
 #include "board/position.h"
-#include "platform/eval_result.h"
+#include "state/eval_result.h"
 
 namespace torval {
 

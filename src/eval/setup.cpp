@@ -1,7 +1,7 @@
 #include "eval/setup.h"
 
 #include "board/position.h"
-#include "egtb/probe.h"
+#include "egtb/nalimov/probe.h"
 #include "eval/source_tables.h"
 
 namespace torval {

@@ -9,7 +9,7 @@
 #include <atomic>
 
 #include "board/legality.h"
-#include "platform/status.h"
+#include "state/status.h"
 #include "torval/records.h"
 
 namespace torval {

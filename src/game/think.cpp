@@ -5,13 +5,9 @@
 #include "board/attack.h"
 #include "board/make.h"
 #include "book/select.h"
-#include "egtb/probe.h"
+#include "egtb/nalimov/probe.h"
 #include "eval/setup.h"
 #include "game/game.h"
-#include "platform/controller.h"
-#include "platform/flags.h"
-#include "platform/notify.h"
-#include "platform/settings.h"
 #include "platform/tick.h"
 #include "search/heuristics.h"
 #include "search/line_builder.h"
@@ -19,6 +15,10 @@
 #include "search/root.h"
 #include "search/root_database.h"
 #include "search/time.h"
+#include "state/controller.h"
+#include "state/flags.h"
+#include "state/notify.h"
+#include "state/settings.h"
 
 namespace torval {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "board/position.h"
-#include "platform/status.h"
+#include "state/status.h"
 #include "torval/records.h"
 
 namespace torval {

@@ -10,8 +10,8 @@
 
 #include "platform/boundary.h"
 #include "platform/message_queue.h"
-#include "platform/object.h"
 #include "platform/race_points.h"
+#include "torval/object.h"
 
 namespace torval {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/object.h"
+#include "torval/object.h"
 
 namespace torval {
 

@@ -3,9 +3,9 @@
 #include "board/attack.h"
 #include "board/legality.h"
 #include "board/make.h"
-#include "platform/controller.h"
 #include "search/lines.h"
 #include "search/transposition.h"
+#include "state/controller.h"
 
 namespace torval {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/controller.h"
+#include "state/controller.h"
 
 namespace torval {
 

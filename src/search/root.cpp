@@ -6,15 +6,15 @@
 #include "board/attack.h"
 #include "board/legality.h"
 #include "board/make.h"
-#include "platform/controller.h"
-#include "platform/flags.h"
-#include "platform/notify.h"
-#include "platform/settings.h"
 #include "search/line_builder.h"
 #include "search/lines.h"
 #include "search/search.h"
 #include "search/time.h"
 #include "search/transposition.h"
+#include "state/controller.h"
+#include "state/flags.h"
+#include "state/notify.h"
+#include "state/settings.h"
 
 namespace torval {
 

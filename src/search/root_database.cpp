@@ -8,13 +8,13 @@
 #include "board/attack.h"
 #include "board/legality.h"
 #include "board/make.h"
-#include "egtb/thompson.h"
-#include "platform/flags.h"
-#include "platform/notify.h"
+#include "egtb/thompson/thompson.h"
 #include "platform/random.h"
-#include "platform/settings.h"
 #include "search/lines.h"
 #include "search/root.h"
+#include "state/flags.h"
+#include "state/notify.h"
+#include "state/settings.h"
 
 namespace torval {
 

@@ -6,9 +6,9 @@
 #include "board/draw.h"
 #include "board/make.h"
 #include "eval/setup.h"
-#include "platform/flags.h"
 #include "search/move_picker.h"
 #include "search/time.h"
+#include "state/flags.h"
 
 namespace torval {
 

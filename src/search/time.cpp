@@ -3,12 +3,12 @@
 #include <algorithm>
 
 #include "board/position.h"
-#include "platform/clocks.h"
-#include "platform/controller.h"
-#include "platform/flags.h"
-#include "platform/notify.h"
-#include "platform/settings.h"
 #include "platform/tick.h"
+#include "state/clocks.h"
+#include "state/controller.h"
+#include "state/flags.h"
+#include "state/notify.h"
+#include "state/settings.h"
 
 namespace torval {
 

@@ -11,8 +11,8 @@
 
 #include "board/generate.h"
 #include "board/position.h"
-#include "platform/controller.h"
-#include "platform/settings.h"
+#include "state/controller.h"
+#include "state/settings.h"
 
 namespace torval {
 

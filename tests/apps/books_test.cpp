@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "apps/cli/positions.h"
 #include "apps/host/books.h"
-#include "apps/positions.h"
 #include "support/run_command.h"
 #include "support/uci_dialogue.h"
 

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "apps/bench_positions.h"
+#include "apps/cli/bench_positions.h"
 #include "support/run_command.h"
 
 namespace torval {

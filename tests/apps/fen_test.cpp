@@ -1,12 +1,12 @@
 // Positions as text: what is read, what is refused and why, and where en passant begins.
-#include "apps/fen.h"
+#include "apps/text/fen.h"
 
 #include <gtest/gtest.h>
 
 #include "board/generate.h"
 #include "board/position.h"
 #include "game/game.h"
-#include "platform/settings.h"
+#include "state/settings.h"
 
 namespace torval {
 namespace {

@@ -1,12 +1,12 @@
 // Moves and scores as text.
-#include "apps/notation.h"
+#include "apps/cli/notation.h"
 
 #include <gtest/gtest.h>
 
-#include "apps/fen.h"
+#include "apps/text/fen.h"
 #include "board/legality.h"
 #include "game/game.h"
-#include "platform/settings.h"
+#include "state/settings.h"
 
 namespace torval {
 namespace {

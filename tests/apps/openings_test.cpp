@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "apps/host/move_text.h"
 #include "apps/host/session.h"
-#include "apps/text.h"
+#include "apps/text/moves.h"
+#include "apps/text/text.h"
 
 namespace torval {
 namespace {

@@ -1,12 +1,12 @@
 // Leaf counts against published numbers.
-#include "apps/perft.h"
+#include "apps/cli/perft.h"
 
 #include <gtest/gtest.h>
 
-#include "apps/fen.h"
-#include "apps/notation.h"
+#include "apps/cli/notation.h"
+#include "apps/text/fen.h"
 #include "game/game.h"
-#include "platform/settings.h"
+#include "state/settings.h"
 
 namespace torval {
 namespace {

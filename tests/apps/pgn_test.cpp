@@ -1,5 +1,5 @@
 // Moves, positions and games as text: written from records, read back, and loaded by the engine.
-#include "apps/host/pgn.h"
+#include "apps/text/pgn.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,11 +7,11 @@
 #include <random>
 #include <sstream>
 
-#include "apps/fen.h"
-#include "apps/host/game_text.h"
-#include "apps/host/move_text.h"
+#include "apps/cli/positions.h"
 #include "apps/host/session.h"
-#include "apps/positions.h"
+#include "apps/text/fen.h"
+#include "apps/text/game_text.h"
+#include "apps/text/moves.h"
 #include "board/legality.h"
 #include "game/game.h"
 

@@ -5,14 +5,14 @@
 #include <atomic>
 #include <fstream>
 
+#include "apps/cli/positions.h"
 #include "apps/host/databases.h"
 #include "apps/play/player.h"
-#include "apps/positions.h"
-#include "egtb/tablebase_files.h"
+#include "egtb/nalimov/tablebase_files.h"
 #include "engine/notifications.h"
 #include "game/game.h"
-#include "platform/notify.h"
 #include "platform/tick.h"
+#include "state/notify.h"
 #include "support/made_tables.h"
 #include "support/run_command.h"
 #include "support/uci_dialogue.h"

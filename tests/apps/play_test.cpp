@@ -16,7 +16,7 @@
 #include "apps/play/history.h"
 #include "apps/play/level_text.h"
 #include "apps/play/screen.h"
-#include "apps/text.h"
+#include "apps/text/text.h"
 #include "platform/tick.h"
 #include "support/run_command.h"
 #include "support/uci_dialogue.h"

@@ -13,7 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "apps/replace_file.h"
+#include "apps/text/replace_file.h"
 
 namespace torval {
 namespace {

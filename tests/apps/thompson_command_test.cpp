@@ -8,11 +8,11 @@
 #include <fstream>
 #include <random>
 
-#include "apps/fen.h"
-#include "apps/tablebase/small_board.h"
-#include "apps/tablebase/table_file.h"
-#include "egtb/lengths.h"
-#include "egtb/thompson.h"
+#include "apps/makers/tables/small_board.h"
+#include "apps/makers/tables/table_file.h"
+#include "apps/text/fen.h"
+#include "egtb/nalimov/lengths.h"
+#include "egtb/thompson/thompson.h"
 #include "support/run_command.h"
 #include "support/thompson_files.h"
 #include "support/thompson_parts.h"

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "apps/positions.h"
+#include "apps/cli/positions.h"
 #include "engine/notifications.h"
 #include "support/uci_dialogue.h"
 

@@ -8,12 +8,12 @@
 #include <set>
 #include <sstream>
 
-#include "apps/book/book_builder.h"
-#include "apps/book/book_check.h"
-#include "apps/book/game_stream.h"
-#include "apps/notation.h"
-#include "apps/replace_file.h"
-#include "apps/text.h"
+#include "apps/cli/notation.h"
+#include "apps/makers/books/book_builder.h"
+#include "apps/makers/books/book_check.h"
+#include "apps/makers/books/game_stream.h"
+#include "apps/text/replace_file.h"
+#include "apps/text/text.h"
 #include "book/book_fixture.h"
 #include "support/run_command.h"
 

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "apps/notation.h"
+#include "apps/cli/notation.h"
 
 namespace torval {
 

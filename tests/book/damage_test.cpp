@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <set>
 
-#include "apps/book/book_check.h"
-#include "apps/console.h"
+#include "apps/makers/books/book_check.h"
+#include "apps/text/console.h"
 #include "book/book_fixture.h"
 #include "book/learn.h"
 #include "book/select.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <map>
 
-#include "apps/book/book_check.h"
+#include "apps/makers/books/book_check.h"
 #include "book/book_fixture.h"
 #include "book/learn.h"
 

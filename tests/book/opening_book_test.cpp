@@ -1,13 +1,13 @@
 // The book that is shipped: what it is made of, and what the engine plays from it.
 
-#include "apps/book/opening_graph.h"
+#include "apps/makers/books/opening_graph.h"
 
 #include <gmock/gmock.h>
 
-#include "apps/book/book_check.h"
+#include "apps/cli/notation.h"
 #include "apps/host/openings.h"
-#include "apps/notation.h"
-#include "apps/text.h"
+#include "apps/makers/books/book_check.h"
+#include "apps/text/text.h"
 #include "book/book_fixture.h"
 #include "book/select.h"
 

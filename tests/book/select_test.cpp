@@ -3,7 +3,7 @@
 #include <cmath>
 #include <map>
 
-#include "apps/notation.h"
+#include "apps/cli/notation.h"
 #include "book/book_fixture.h"
 #include "book/learn.h"
 #include "book/select.h"

@@ -1,4 +1,4 @@
-#include "egtb/block_cache.h"
+#include "egtb/nalimov/block_cache.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -13,8 +13,8 @@
 #include <tuple>
 #include <vector>
 
-#include "apps/tablebase/compress.h"
-#include "egtb/tablebase_files.h"
+#include "apps/makers/tables/compress.h"
+#include "egtb/nalimov/tablebase_files.h"
 
 namespace torval {
 

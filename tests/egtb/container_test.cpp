@@ -1,4 +1,4 @@
-#include "egtb/container.h"
+#include "egtb/nalimov/container.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,9 @@
 #include <random>
 #include <sstream>
 
-#include "apps/tablebase/compress.h"
-#include "apps/tablebase/prefix_lengths.h"
-#include "egtb/checksum.h"
+#include "apps/makers/tables/compress.h"
+#include "apps/makers/tables/prefix_lengths.h"
+#include "egtb/nalimov/checksum.h"
 
 namespace torval {
 

@@ -7,11 +7,11 @@
 #include <climits>
 #include <random>
 
-#include "apps/console.h"
-#include "apps/fen.h"
-#include "apps/tablebase/generator.h"
-#include "apps/tablebase/table_file.h"
-#include "egtb/lengths.h"
+#include "apps/makers/tables/generator.h"
+#include "apps/makers/tables/table_file.h"
+#include "apps/text/console.h"
+#include "apps/text/fen.h"
+#include "egtb/nalimov/lengths.h"
 #include "support/made_tables.h"
 #include "support/slow_chess.h"
 

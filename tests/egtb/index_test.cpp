@@ -7,8 +7,8 @@
 #include <random>
 #include <sstream>
 
-#include "egtb/index.h"
-#include "egtb/lengths.h"
+#include "egtb/nalimov/index.h"
+#include "egtb/nalimov/lengths.h"
 
 namespace torval {
 

@@ -5,13 +5,13 @@
 #include <cstring>
 #include <memory>
 
-#include "apps/host/move_text.h"
-#include "apps/notation.h"
-#include "apps/positions.h"
-#include "apps/tablebase/position_values.h"
-#include "apps/tablebase/table_file.h"
-#include "egtb/lengths.h"
-#include "egtb/probe.h"
+#include "apps/cli/notation.h"
+#include "apps/cli/positions.h"
+#include "apps/makers/tables/position_values.h"
+#include "apps/makers/tables/table_file.h"
+#include "apps/text/moves.h"
+#include "egtb/nalimov/lengths.h"
+#include "egtb/nalimov/probe.h"
 #include "search/engine_test.h"
 #include "support/made_tables.h"
 

@@ -1,6 +1,6 @@
 // What the evaluation hears from the databases, with files made here.
 
-#include "egtb/probe.h"
+#include "egtb/nalimov/probe.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -9,19 +9,19 @@
 #include <filesystem>
 #include <fstream>
 
-#include "apps/fen.h"
-#include "apps/notation.h"
-#include "apps/positions.h"
+#include "apps/cli/notation.h"
+#include "apps/cli/positions.h"
+#include "apps/text/fen.h"
 #include "board/make.h"
 #include "board/position.h"
-#include "egtb/lengths.h"
-#include "egtb/tablebase_files.h"
+#include "egtb/nalimov/lengths.h"
+#include "egtb/nalimov/tablebase_files.h"
 #include "eval/setup.h"
 #include "game/game.h"
 #include "game/think.h"
-#include "platform/controller.h"
-#include "platform/flags.h"
-#include "platform/settings.h"
+#include "state/controller.h"
+#include "state/flags.h"
+#include "state/settings.h"
 #include "support/made_tables.h"
 
 namespace torval {

@@ -1,4 +1,4 @@
-#include "egtb/registry.h"
+#include "egtb/nalimov/registry.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -7,18 +7,18 @@
 #include <filesystem>
 #include <fstream>
 
-#include "apps/tablebase/compress.h"
-#include "apps/tablebase/prefix_lengths.h"
-#include "egtb/block_cache.h"
-#include "egtb/checksum.h"
-#include "egtb/lengths.h"
-#include "egtb/search_list.h"
-#include "egtb/tablebase_files.h"
+#include "apps/makers/tables/compress.h"
+#include "apps/makers/tables/prefix_lengths.h"
+#include "egtb/nalimov/block_cache.h"
+#include "egtb/nalimov/checksum.h"
+#include "egtb/nalimov/lengths.h"
+#include "egtb/nalimov/search_list.h"
+#include "egtb/nalimov/tablebase_files.h"
 #include "platform/drives.h"
 #include "platform/files.h"
-#include "platform/flags.h"
 #include "platform/process.h"
-#include "platform/settings.h"
+#include "state/flags.h"
+#include "state/settings.h"
 #include "support/allocations.h"
 
 namespace torval {

@@ -1,4 +1,4 @@
-#include "egtb/thompson_file.h"
+#include "egtb/thompson/thompson_file.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 #include <optional>
 #include <random>
 
-#include "apps/thompson/write_thompson.h"
+#include "apps/makers/thompson/write_thompson.h"
 #include "support/allocations.h"
 #include "support/thompson_parts.h"
 

@@ -1,6 +1,6 @@
 // The numbering of Thompson databases: against an independent implementation and by its symmetries.
 
-#include "egtb/thompson_index.h"
+#include "egtb/thompson/thompson_index.h"
 
 #include <algorithm>
 #include <fstream>
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "egtb/king_pairs.h"
-#include "egtb/thompson.h"
+#include "egtb/thompson/thompson.h"
 #include "search/engine_test.h"
 
 namespace torval {

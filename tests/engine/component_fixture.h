@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "engine/engine_thread.h"
-#include "platform/flags.h"
-#include "platform/object.h"
+#include "state/flags.h"
 #include "torval/apartment.h"
 #include "torval/library.h"
+#include "torval/object.h"
 
 namespace torval {
 

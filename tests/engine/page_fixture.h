@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "engine/databases_changed.h"
-#include "platform/object.h"
-#include "platform/settings.h"
+#include "state/settings.h"
 #include "torval/library.h"
+#include "torval/object.h"
 #include "torval/pages.h"
 
 namespace torval {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "engine/settings_stream.h"
-#include "platform/settings.h"
+#include "state/settings.h"
 #include "torval/engine.h"
 #include "torval/library.h"
 

@@ -10,8 +10,8 @@
 #include <memory>
 #include <thread>
 
-#include "egtb/lengths.h"
-#include "egtb/registry.h"
+#include "egtb/nalimov/lengths.h"
+#include "egtb/nalimov/registry.h"
 #include "engine/component_fixture.h"
 #include "platform/race_points.h"
 #include "platform/thread.h"

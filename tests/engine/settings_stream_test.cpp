@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/object.h"
-#include "platform/settings.h"
+#include "state/settings.h"
 #include "torval/engine.h"
 #include "torval/library.h"
+#include "torval/object.h"
 
 namespace torval {
 namespace {

@@ -16,14 +16,14 @@
 #include <string>
 #include <vector>
 
-#include "apps/book/book_check.h"
-#include "apps/console.h"
-#include "apps/fen.h"
+#include "apps/makers/books/book_check.h"
+#include "apps/text/console.h"
+#include "apps/text/fen.h"
 #include "book/books.h"
 #include "book/learn.h"
 #include "book/select.h"
 #include "game/game.h"
-#include "platform/settings.h"
+#include "state/settings.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "egtb/checksum.h"
-#include "egtb/container.h"
+#include "egtb/nalimov/checksum.h"
+#include "egtb/nalimov/container.h"
 
 namespace {
 

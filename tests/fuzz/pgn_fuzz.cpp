@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-#include "apps/fen.h"
-#include "apps/host/game_text.h"
-#include "apps/host/pgn.h"
+#include "apps/text/fen.h"
+#include "apps/text/game_text.h"
+#include "apps/text/pgn.h"
 #include "torval/apartment.h"
 #include "torval/library.h"
 

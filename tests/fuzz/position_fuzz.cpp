@@ -7,14 +7,14 @@
 #include <cstring>
 #include <string>
 
-#include "apps/fen.h"
+#include "apps/text/fen.h"
 #include "board/legality.h"
 #include "eval/evaluate.h"
 #include "game/game.h"
 #include "game/think.h"
-#include "platform/flags.h"
-#include "platform/settings.h"
 #include "platform/tick.h"
+#include "state/flags.h"
+#include "state/settings.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "engine/settings_stream.h"
-#include "platform/settings.h"
+#include "state/settings.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/thompson/thompson_commands.h"
-#include "egtb/thompson_file.h"
+#include "apps/cli/thompson_command.h"
+#include "egtb/thompson/thompson_file.h"
 
 namespace {
 

@@ -12,9 +12,9 @@
 #include <optional>
 #include <string>
 
-#include "apps/fen.h"
 #include "apps/host/line_io.h"
-#include "apps/host/move_text.h"
+#include "apps/text/fen.h"
+#include "apps/text/moves.h"
 #include "apps/uci/command.h"
 #include "apps/uci/skip_list.h"
 #include "apps/uci/time_budget.h"

@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "board/make.h"
-#include "platform/controller.h"
-#include "platform/flags.h"
-#include "platform/notify.h"
-#include "platform/settings.h"
+#include "state/controller.h"
+#include "state/flags.h"
+#include "state/notify.h"
+#include "state/settings.h"
 #include "support/board_fixture.h"
 
 namespace torval {

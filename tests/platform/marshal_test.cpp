@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/object.h"
 #include "torval/apartment.h"
+#include "torval/object.h"
 
 namespace torval {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/settings.h"
+#include "state/settings.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "platform/object.h"
+#include "torval/object.h"
 
 namespace torval {
 namespace {

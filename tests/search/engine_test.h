@@ -13,18 +13,18 @@
 #include <string>
 #include <vector>
 
-#include "apps/fen.h"
+#include "apps/text/fen.h"
 #include "board/legality.h"
 #include "board/make.h"
 #include "eval/setup.h"
 #include "game/game.h"
 #include "game/think.h"
-#include "platform/clocks.h"
-#include "platform/controller.h"
-#include "platform/flags.h"
-#include "platform/notify.h"
-#include "platform/settings.h"
 #include "platform/tick.h"
+#include "state/clocks.h"
+#include "state/controller.h"
+#include "state/flags.h"
+#include "state/notify.h"
+#include "state/settings.h"
 #include "support/board_fixture.h"
 
 namespace torval {

@@ -9,10 +9,10 @@
 #include <fstream>
 #include <sstream>
 
-#include "apps/notation.h"
-#include "apps/tablebase/generator.h"
+#include "apps/cli/notation.h"
+#include "apps/makers/tables/generator.h"
 #include "board/attack.h"
-#include "egtb/thompson.h"
+#include "egtb/thompson/thompson.h"
 #include "platform/disk_file.h"
 #include "platform/random.h"
 #include "search/engine_test.h"

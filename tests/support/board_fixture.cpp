@@ -6,14 +6,14 @@
 #include <random>
 #include <sstream>
 
-#include "apps/fen.h"
+#include "apps/text/fen.h"
 #include "board/attack.h"
 #include "board/legality.h"
 #include "board/make.h"
 #include "game/game.h"
-#include "platform/flags.h"
-#include "platform/notify.h"
-#include "platform/settings.h"
+#include "state/flags.h"
+#include "state/notify.h"
+#include "state/settings.h"
 
 namespace torval {
 

@@ -7,9 +7,9 @@
 #include <numeric>
 #include <sstream>
 
-#include "apps/tablebase/table_file.h"
-#include "apps/tablebase/tb_commands.h"
-#include "egtb/lengths.h"
+#include "apps/cli/tb_command.h"
+#include "apps/makers/tables/table_file.h"
+#include "egtb/nalimov/lengths.h"
 
 namespace torval {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/tablebase/generator.h"
+#include "apps/makers/tables/generator.h"
 
 namespace torval {
 

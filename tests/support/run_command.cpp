@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "apps/command_line.h"
+#include "apps/cli/command_line.h"
 
 namespace torval {
 

@@ -5,8 +5,8 @@
 #include <fstream>
 #include <vector>
 
-#include "apps/fen.h"
-#include "egtb/thompson.h"
+#include "apps/text/fen.h"
+#include "egtb/thompson/thompson.h"
 
 namespace torval {
 

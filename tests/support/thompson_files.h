@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "egtb/thompson_index.h"
+#include "egtb/thompson/thompson_index.h"
 
 namespace torval {
 

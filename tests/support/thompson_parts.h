@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "egtb/thompson_file.h"
+#include "egtb/thompson/thompson_file.h"
 
 namespace torval {
 

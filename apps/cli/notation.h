@@ -1,0 +1,32 @@
+// Moves, lines and scores as people and scripts read them.
+//
+// Thread   the thread that works on the position. What plays moves to write them puts everything
+//          back, the order of the piece lists too, so it may be called from within a search.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "apps/text/game_text.h"
+#include "board/position.h"
+
+namespace torval {
+
+/// "e4".
+std::string SquareName(Square square);
+
+/// The four bytes from, to, flags, capture as eight hexadecimal digits, marks included.
+std::string EvarHex(Move move);
+
+/// "e2e4", "e7e8q"; castling as the king's move.
+std::string Coordinates(Move move);
+
+/// A line of legal moves from the working position in standard algebraic notation, English
+/// letters, check and mate signs. Marks in the moves are ignored.
+std::vector<std::string> AlgebraicLine(std::span<const Move> moves);
+
+/// One legal move of the working position, likewise.
+std::string Algebraic(Move move);
+
+}  // namespace torval

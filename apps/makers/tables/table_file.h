@@ -1,0 +1,66 @@
+// The files of single classes, whole and in memory, for the tools.
+//
+// Range    classes of up to five men; those of six are too large for this.
+// Errors   InputError for a file that is missing, damaged or of another kind, naming it.
+// Thread   any; no shared state. Behind BuildIndexTables.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/makers/tables/small_board.h"
+#include "egtb/nalimov/values.h"
+
+namespace torval {
+
+struct TableFile {
+    int class_id = 0;
+    int side = 0;  ///< to move
+    std::string path;
+    bool is_compressed = false;
+};
+
+/// Which file a name stands for, in any of the five forms: "tb/kqkr.nbw", "kqkr_nbb.emd".
+TableFile TableFileByName(const std::string& path);
+
+/// The first file of a class and side in the directories, damaged or not; none when there is none.
+std::optional<TableFile> FindTableFile(const std::vector<std::string>& directories,
+                                       int class_id,
+                                       int side);
+
+/// The entries, all checksums compared.
+std::vector<std::int8_t> ReadTableFile(const TableFile& file);
+
+/// The class of a name that a user gave.
+int ClassByName(const std::string& name);
+
+/// "kqkr.nbw".
+std::string TableFileName(int class_id, int side);
+
+/// Sides to move that have a file of their own: 1 where both sides have the same men.
+int SidesOf(int class_id);
+
+/// What is wrong with the files in a list of directories as the engine searches it, all that is
+/// found on the way; empty when the engine can use them.
+std::vector<std::string> TablebaseProblems(const std::string& paths);
+
+/// What divides the directories of each path.
+inline constexpr const char* kNalimovSeparators = ",;";
+inline constexpr const char* kThompsonSeparators = ";";
+
+/// The first directory of a Nalimov path that does not exist, as a clause; empty when all do. The
+/// engine passes over such a directory: this is for a path that somebody types.
+std::string MissingFolder(const std::string& paths);
+
+/// "mate in 3", "mated in 2", "checkmate", "draw", "unknown", for the side to move.
+std::string ValueText(TablebaseValue value);
+
+/// A FEN with the first side as White.
+std::string FenOf(const SmallBoard& board);
+
+/// What a position is worth whose best move leads to one of this value for the other side.
+TablebaseValue ValueBefore(TablebaseValue after);
+
+}  // namespace torval

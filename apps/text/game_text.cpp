@@ -1,0 +1,196 @@
+#include "apps/text/game_text.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+#include "apps/text/moves.h"
+
+namespace torval {
+
+namespace {
+
+constexpr const char* kPieceLetters = "  NBRQK";
+constexpr const char* kFenLetters = " pnbrqk";
+constexpr int kPawn = 1;
+constexpr int kBishop = 3;
+constexpr std::uint8_t kNeedsFile = 0x08;
+constexpr std::uint8_t kNeedsRank = 0x80;
+constexpr std::uint8_t kCheck = 0x80;
+constexpr std::uint8_t kMate = 0x08;
+constexpr std::uint8_t kCastling = 0x80;
+constexpr std::uint8_t kPromotion = 0x70;
+constexpr std::uint8_t kBlack = 8;
+
+int IndexOf(int rank, int file) { return 8 * rank + file; }
+int RankOf(std::uint8_t square) { return square >> 4 & 7; }
+int FileOf(std::uint8_t square) { return square & 7; }
+int PromotionOf(const EVAR& move) {
+    return move.flags & kCastling ? 0 : (move.flags & kPromotion) >> 4;
+}
+
+/// Whether the board has this kind of man of the side to move there.
+bool HasOwn(const CHSBRD& board, int rank, int file, int type) {
+    const std::uint8_t code = board.board[IndexOf(rank, file)];
+    return (code & 7) == type && ((code & kBlack) != 0) == (board.color != 0);
+}
+
+/// The annotations speak of knights, rooks and queens only. A bishop move is also doubtful when
+/// another bishop runs on squares of the same colour, and when a pawn of the b-file stands to take
+/// on the same square: a capital B may name that file. Whether those can really move is not asked;
+/// an origin too many does no harm.
+bool IsDoubtful(const EVAR& move, const CHSBRD& before) {
+    if ((move.flags & 7) != kBishop || (move.flags & (kCastling | kPromotion))) return false;
+    const int shade = (RankOf(move.from) + FileOf(move.from)) % 2;
+    for (int rank = 0; rank < 8; ++rank) {
+        for (int file = 0; file < 8; ++file) {
+            const bool itself = rank == RankOf(move.from) && file == FileOf(move.from);
+            if (!itself && (rank + file) % 2 == shade && HasOwn(before, rank, file, kBishop)) {
+                return true;
+            }
+        }
+    }
+    const int behind = RankOf(move.to) + (before.color == 0 ? -1 : 1);
+    const bool next_to_b = FileOf(move.to) == 0 || FileOf(move.to) == 2;
+    return move.capture && next_to_b && behind >= 0 && behind < 8 &&
+           HasOwn(before, behind, 1, kPawn);
+}
+
+std::string CastlingText(const EVAR& move) { return FileOf(move.to) == 6 ? "O-O" : "O-O-O"; }
+
+std::string FenBoard(const CHSBRD& board) {
+    std::string text;
+    for (int rank = 7; rank >= 0; --rank) {
+        int empty = 0;
+        for (int file = 0; file < 8; ++file) {
+            const std::uint8_t code = board.board[IndexOf(rank, file)];
+            if (code == 0) {
+                ++empty;
+                continue;
+            }
+            if (empty > 0) text += std::to_string(empty);
+            empty = 0;
+            const char letter = kFenLetters[code & 7];
+            text += code & kBlack ? letter : static_cast<char>(letter - 'a' + 'A');
+        }
+        if (empty > 0) text += std::to_string(empty);
+        if (rank > 0) text += '/';
+    }
+    return text;
+}
+
+std::string FenCastling(std::uint8_t lost) {
+    constexpr std::array<std::pair<char, std::uint8_t>, 4> kRights = {
+        {{'K', 1 | 2}, {'Q', 4 | 2}, {'k', 16 | 32}, {'q', 64 | 32}}};
+    std::string text;
+    for (const auto& [letter, bits] : kRights) {
+        if (!(lost & bits)) text += letter;
+    }
+    return text.empty() ? "-" : text;
+}
+
+std::string FenEnPassant(const CHSBRD& board, const EVAR* last) {
+    if (!last || (last->flags & (kCastling | kPromotion)) || (last->flags & 7) != kPawn) return "-";
+    const int from = RankOf(last->from);
+    const int to = RankOf(last->to);
+    const int file = FileOf(last->to);
+    if (std::abs(from - to) != 2) return "-";
+    const bool left = file > 0 && HasOwn(board, to, file - 1, kPawn);
+    const bool right = file < 7 && HasOwn(board, to, file + 1, kPawn);
+    if (!left && !right) return "-";
+    return SquareText(static_cast<std::uint8_t>(16 * ((from + to) / 2) + file));
+}
+
+}  // namespace
+
+std::string AlgebraicText(const EVAR& move, const CHSBRD& before) {
+    std::string text;
+    const int promotion = PromotionOf(move);
+    const int type = promotion ? kPawn : move.flags & 7;
+    const std::string origin = SquareText(move.from);
+    if (move.flags & kCastling) {
+        text = CastlingText(move);
+    } else {
+        if (type == kPawn) {
+            if (move.capture) text = origin.substr(0, 1);
+        } else {
+            text = kPieceLetters[type];
+            const bool doubtful = IsDoubtful(move, before);
+            if (doubtful || (move.from & kNeedsFile)) text += origin[0];
+            if (doubtful || (move.from & kNeedsRank)) text += origin[1];
+        }
+        if (move.capture) text += 'x';
+        text += SquareText(move.to);
+        if (promotion) text += std::string("=") + kPieceLetters[promotion];
+    }
+    if (move.to & kCheck) text += move.to & kMate ? '#' : '+';
+    return text;
+}
+
+std::string LongText(const EVAR& move) {
+    if (move.flags & kCastling) return CastlingText(move);
+    const int promotion = PromotionOf(move);
+    const int type = promotion ? kPawn : move.flags & 7;
+    std::string text;
+    if (type > kPawn) text += kPieceLetters[type];
+    text += SquareText(move.from);
+    if (move.capture) text += 'x';
+    text += SquareText(move.to);
+    if (promotion) text += kPieceLetters[promotion];
+    return text;
+}
+
+MoveCounts CountsAfter(const EVAR& move, const CHSBRD& before, MoveCounts counts) {
+    const bool by_pawn = (move.flags & 7) == kPawn || PromotionOf(move) != 0;
+    counts.half_moves = by_pawn || move.capture ? 0 : counts.half_moves + 1;
+    if (before.color != 0) ++counts.move_number;
+    return counts;
+}
+
+std::string FenText(const CHSBRD& board, const EVAR* last, MoveCounts counts) {
+    return FenBoard(board) + (board.color == 0 ? " w " : " b ") + FenCastling(board.castle) + " " +
+           FenEnPassant(board, last) + " " + std::to_string(counts.half_moves) + " " +
+           std::to_string(counts.move_number);
+}
+
+std::string NumberText(const CHSBRD& before, MoveCounts counts) {
+    return std::to_string(counts.move_number) + (before.color == 0 ? "." : "...");
+}
+
+std::optional<int> MovesToMate(int score) {
+    const int size = std::abs(score);
+    // An evaluation of a hopeless position may lie beyond the mate scores; at their end begins
+    // another scale, on which the Thompson databases count far wins and those by a pawn.
+    if (size <= kMateUnits - kMateDepthUnits || size > kMateUnits) return std::nullopt;
+    // The score counts the plies to the position before the mating move.
+    const int plies = kMateUnits - size + 1;
+    const int moves = (plies + 1) / 2;
+    return score > 0 ? moves : -moves;
+}
+
+std::string ScoreText(int score) {
+    if (const std::optional<int> moves = MovesToMate(score)) {
+        return (score > 0 ? "mate in " : "mated in ") + std::to_string(std::abs(*moves));
+    }
+    std::array<char, 32> text;
+    std::snprintf(text.data(), text.size(), "%+.2f", static_cast<double>(score) / kPawnUnits);
+    return text.data();
+}
+
+std::string ClockText(int milliseconds) {
+    const int seconds = (milliseconds + 999) / 1000;
+    std::array<char, 32> text;
+    if (seconds < 3600) {
+        std::snprintf(text.data(), text.size(), "%d:%02d", seconds / 60, seconds % 60);
+    } else {
+        std::snprintf(text.data(),
+                      text.size(),
+                      "%d:%02d:%02d",
+                      seconds / 3600,
+                      seconds / 60 % 60,
+                      seconds % 60);
+    }
+    return text.data();
+}
+
+}  // namespace torval

@@ -1,0 +1,44 @@
+// Moves, positions and scores of the engine's records as people and files write them.
+//
+// Thread   pure functions.
+// Range    moves as the engine reports them as made or in its final line: their annotation bits say
+//          what a short notation needs. No rules are known here.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "apps/text/fen.h"
+#include "torval/records.h"
+
+namespace torval {
+
+/// Standard algebraic notation of a move made in the position `before`: "Nbd2", "exd8=Q+", "O-O#".
+/// What the engine's own reader would find ambiguous has origin file and rank: "Bd2xc3".
+std::string AlgebraicText(const EVAR& move, const CHSBRD& before);
+
+/// The move with its whole origin, which needs no annotation: "Ng1f3", "d5xe6", "e7e8Q".
+std::string LongText(const EVAR& move);
+
+/// How the position is counted to which a move in the position `before` leads.
+MoveCounts CountsAfter(const EVAR& move, const CHSBRD& before, MoveCounts counts);
+
+/// FEN of a position. `last` is the move that led to it, null at a start: a double step is how an
+/// en passant square comes about, and it is written where a pawn stands to take. The record's own
+/// counters do not matter, since they begin anew where a position was set up.
+std::string FenText(const CHSBRD& board, const EVAR* last, MoveCounts counts);
+
+/// "12." or "12...", for the move made in the position `before`.
+std::string NumberText(const CHSBRD& before, MoveCounts counts);
+
+/// Moves (not plies) to mate: positive when the side to move mates, negative when it is mated; none
+/// for a score that is no mate.
+std::optional<int> MovesToMate(int score);
+
+/// "+0.34" in pawns, "mate in 3" or "mated in 2".
+std::string ScoreText(int score);
+
+/// "4:07", "1:02:03"; whole seconds, rounded up so that a clock shows 0 only when it is out.
+std::string ClockText(int milliseconds);
+
+}  // namespace torval

@@ -1,7 +1,0 @@
-#include "platform/clocks.h"
-
-namespace torval {
-
-GameClocks game_clocks;
-
-}  // namespace torval

@@ -1,7 +1,0 @@
-#include "platform/flags.h"
-
-namespace torval {
-
-std::atomic<std::uint16_t> EngineFlags = 0;
-
-}  // namespace torval

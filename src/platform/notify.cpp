@@ -1,7 +1,0 @@
-#include "platform/notify.h"
-
-namespace torval {
-
-NotificationSink notification_sink;
-
-}  // namespace torval

@@ -1,0 +1,7 @@
+#include "state/clocks.h"
+
+namespace torval {
+
+GameClocks game_clocks;
+
+}  // namespace torval

@@ -1,0 +1,7 @@
+#include "state/notify.h"
+
+namespace torval {
+
+NotificationSink notification_sink;
+
+}  // namespace torval
