@@ -19,6 +19,7 @@
 #include "apps/cli/positions.h"
 #include "apps/host/openings.h"
 #include "apps/makers/books/opening_graph.h"
+#include "apps/text/opening_lines.h"
 #include "game/think.h"
 #include "state/flags.h"
 #include "state/settings.h"

@@ -8,6 +8,7 @@
 #include "apps/cli/notation.h"
 #include "apps/cli/perft.h"
 #include "apps/cli/positions.h"
+#include "apps/makers/set_up.h"
 #include "apps/text/progress.h"
 #include "game/game.h"
 #include "game/think.h"

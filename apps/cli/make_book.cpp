@@ -11,6 +11,7 @@
 #include "apps/makers/books/book_check.h"
 #include "apps/makers/books/game_stream.h"
 #include "apps/makers/books/opening_graph.h"
+#include "apps/text/opening_lines.h"
 #include "apps/text/progress.h"
 #include "apps/text/replace_file.h"
 #include "apps/text/text.h"

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "apps/cli/commands.h"
-#include "apps/makers/tables/table_file.h"
+#include "apps/makers/tables/directories.h"
 #include "apps/play/front_ends.h"
 
 namespace torval {

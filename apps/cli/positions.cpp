@@ -6,7 +6,8 @@
 
 #include "apps/host/books.h"
 #include "apps/host/databases.h"
-#include "apps/makers/tables/table_file.h"
+#include "apps/makers/set_up.h"
+#include "apps/makers/tables/directories.h"
 #include "apps/text/progress.h"
 #include "apps/text/text.h"
 #include "board/move_text.h"

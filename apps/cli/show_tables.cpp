@@ -7,6 +7,8 @@
 
 #include "apps/cli/positions.h"
 #include "apps/cli/tb_command.h"
+#include "apps/makers/set_up.h"
+#include "apps/makers/tables/directories.h"
 #include "apps/makers/tables/position_values.h"
 #include "apps/makers/tables/table_file.h"
 #include "apps/text/text.h"

@@ -9,6 +9,7 @@
 #include "apps/cli/notation.h"
 #include "apps/cli/positions.h"
 #include "apps/cli/thompson_command.h"
+#include "apps/makers/set_up.h"
 #include "apps/text/text.h"
 #include "board/make.h"
 #include "egtb/thompson/thompson.h"

@@ -4,7 +4,7 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/positions.h"
 #include "apps/cli/thompson_command.h"
-#include "apps/makers/tables/table_file.h"
+#include "apps/makers/tables/directories.h"
 
 namespace torval {
 

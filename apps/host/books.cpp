@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "apps/makers/books/empty_book.h"
 #include "apps/text/replace_file.h"
 #include "apps/text/text.h"
-#include "book/new_book.h"
 
 namespace torval {
 
@@ -76,8 +76,7 @@ std::string MainBook(const BookPlaces& places, std::vector<std::string>* remarks
 std::string UserBook(const fs::path& data, std::vector<std::string>* remarks) {
     const fs::path path = data / kUserBook;
     if (!data.empty()) {
-        const std::vector<std::uint8_t> empty = EmptyBook({.comment = "Moves added while playing"});
-        if (IsWritableFile(path) || PutFile(path, empty)) return path;
+        if (IsWritableFile(path) || PutFile(path, EmptyUserBook())) return path;
     }
     remarks->push_back("there is no user book: " + QuoteName(path.string()) + " cannot be written");
     return {};

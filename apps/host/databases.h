@@ -8,13 +8,11 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "apps/host/settings_image.h"
-#include "apps/makers/tables/position_values.h"
 #include "torval/engine.h"
 
 namespace torval {
@@ -58,25 +56,5 @@ inline constexpr const char* kNoDatabaseMoveSentence =
 
 /// Depth of a line that comes from the Thompson databases and not from a search.
 inline constexpr int kDatabaseDepth = 99;
-
-/// What the Nalimov files say, for people.
-class DatabaseWords {
-public:
-    /// The directories that the engine searches; an empty path for its own alone.
-    void Use(const std::string& paths);
-
-    /// "66 files of up to 4 men", "no files".
-    std::string Extent() const;
-
-    /// The value for the side to move, when the files have one. `last` is the move that led to the
-    /// position, or null.
-    std::optional<TablebaseValue> Value(const CHSBRD& board, const EVAR* last);
-
-    /// The value and those of all moves, a line for each value; or why there are none.
-    std::vector<std::string> Lines(const CHSBRD& board, const EVAR* last);
-
-private:
-    TableReader reader_{SearchedDirectories({})};
-};
 
 }  // namespace torval

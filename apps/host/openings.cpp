@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "apps/text/moves.h"
+#include "apps/text/opening_lines.h"
 #include "apps/text/text.h"
 
 namespace torval {

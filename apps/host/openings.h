@@ -53,9 +53,6 @@ private:
     std::vector<Entry> entries_;  ///< by key
 };
 
-/// The lines of data/openings.tsv.
-std::span<const std::string_view> OpeningLines();
-
 const OpeningTable& BuiltInOpenings();
 
 }  // namespace torval

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "apps/makers/tables/table_file.h"
 #include "apps/play/level_text.h"
 #include "apps/text/fen.h"
 #include "apps/text/game_text.h"
@@ -172,8 +171,8 @@ std::vector<std::string> Player::MoveLines() const {
 std::string Player::ScoreWords(const MAINVAR& line) const {
     std::string score = ScoreText(line.score);
     if (line.depth == kDatabaseDepth || !root_value_) return score;
-    const std::string exact = ValueText(*root_value_);
-    const bool drawn = line.score == 0 && *root_value_ == kDrawValue;
+    const std::string& exact = root_value_->words;
+    const bool drawn = line.score == 0 && root_value_->is_draw;
     return drawn || score == exact ? exact + " by the databases" : score;
 }
 

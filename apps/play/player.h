@@ -18,6 +18,7 @@
 #include "apps/host/databases.h"
 #include "apps/host/openings.h"
 #include "apps/host/session.h"
+#include "apps/makers/tables/database_words.h"
 #include "apps/play/screen.h"
 #include "apps/text/fen.h"
 #include "apps/text/pgn.h"
@@ -197,7 +198,7 @@ private:
     /// What the engine's settings say of the databases, after a change.
     void ReadDatabaseSettings();
     /// The value of the position on the board, while the databases are in use.
-    std::optional<TablebaseValue> DatabaseValue();
+    std::optional<Verdict> DatabaseValue();
     const EVAR* LastMove() const { return plies_.empty() ? nullptr : &plies_.back().move; }
     Reply UseNalimovPath(const std::string& paths, std::uint32_t cache_mb);
     Reply UseThompsonPath(const std::string& paths);
@@ -251,9 +252,9 @@ private:
 
     DatabaseSettings databases_;
     DatabaseWords words_;
-    std::optional<TablebaseValue> root_value_;  ///< of the position that is computed
-    std::string told_missing_;                  ///< the last sentence about missing databases
-    std::string told_damage_;                   ///< likewise about damage beside the program
+    std::optional<Verdict> root_value_;  ///< of the position that is computed
+    std::string told_missing_;           ///< the last sentence about missing databases
+    std::string told_damage_;            ///< likewise about damage beside the program
     std::vector<std::string> news_;
 };
 

@@ -1,4 +1,4 @@
-#include "apps/makers/tables/table_file.h"
+#include "apps/makers/tables/directories.h"
 #include "apps/play/player.h"
 #include "apps/text/game_text.h"
 #include "apps/text/text.h"
@@ -40,7 +40,7 @@ void Player::ReadDatabaseSettings() {
     told_missing_.clear();
 }
 
-std::optional<TablebaseValue> Player::DatabaseValue() {
+std::optional<Verdict> Player::DatabaseValue() {
     if (!databases_.in_use) return std::nullopt;
     return words_.Value(Position(), LastMove());
 }

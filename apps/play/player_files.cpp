@@ -5,7 +5,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "apps/makers/tables/table_file.h"
+#include "apps/makers/tables/directories.h"
 #include "apps/play/player.h"
 #include "apps/play/settings_text.h"
 #include "apps/text/game_text.h"

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "apps/text/text.h"
-#include "board/bitboard.h"
-#include "board/position.h"
-#include "game/game.h"
 
 namespace torval {
 
@@ -28,29 +28,36 @@ constexpr std::array<const char*, 2> kSideNames = {"White", "Black"};
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// A castling letter, the bit that stands for losing it and where its rook belongs.
+// Side codes and types of the engine's records.
+constexpr int kWhite = 0;
+constexpr int kBlack = 1;
+enum Type : int { Pawn = 1, Knight, Bishop, Rook, Queen, King };
+constexpr int kMostMen = 32;  ///< of one side
+
+constexpr std::uint8_t ColourBit(int side) { return side == kWhite ? 16 : 8; }
+constexpr int TypeOf(std::uint8_t code) { return code & 7; }
+
+/// A man as the engine writes him, with the bits that tell how he attacks.
+constexpr std::uint8_t CodeOf(int side, int type) {
+    constexpr std::array<std::uint8_t, 7> kAttackBits = {0, 0, 32, 128, 64, 192, 224};
+    return static_cast<std::uint8_t>(type | ColourBit(side) |
+                                     kAttackBits[static_cast<std::size_t>(type)]);
+}
+static_assert(CodeOf(kWhite, Queen) == 213 && CodeOf(kBlack, Knight) == 42);
+
+/// A castling letter, the bits that stand for losing it and where king and rook belong.
 struct CastlingRight {
     char letter;
-    Side side;
+    int side;
     std::uint8_t rook_bit;
     std::uint8_t king_bit;
     std::uint8_t rook_index;
     std::uint8_t king_index;
 };
-template <Side Us>
-constexpr CastlingRight Right(char letter, bool is_short) {
-    using Mine = Home<Us>;
-    return {letter,
-            Us,
-            is_short ? Mine::kShortMoved : Mine::kLongMoved,
-            Mine::kKingMoved,
-            static_cast<std::uint8_t>(IndexOf(is_short ? Mine::kShortRook : Mine::kLongRook)),
-            static_cast<std::uint8_t>(IndexOf(Mine::kKing))};
-}
-constexpr std::array<CastlingRight, 4> kRights = {Right<White>('K', true),
-                                                  Right<White>('Q', false),
-                                                  Right<Black>('k', true),
-                                                  Right<Black>('q', false)};
+constexpr std::array<CastlingRight, 4> kRights = {CastlingRight{'K', kWhite, 0x01, 0x02, 7, 4},
+                                                  CastlingRight{'Q', kWhite, 0x04, 0x02, 0, 4},
+                                                  CastlingRight{'k', kBlack, 0x10, 0x20, 63, 60},
+                                                  CastlingRight{'q', kBlack, 0x40, 0x20, 56, 60}};
 
 /// Reads the fields one after the other; each reader answers false once `message` is set.
 class Reader {
@@ -72,10 +79,14 @@ private:
     bool ReadCounter(std::size_t field, std::string_view text);
     void FindFlaw();
 
-    template <Side Stepper>
-    void GoBackBeforeDoubleStep(int file);
-    template <Side Us>
-    bool KingIsAttacked() const;
+    void GoBackBeforeDoubleStep(int stepper, int file);
+    bool KingIsAttacked(int side) const;
+    bool IsAttackedAlong(int king, int enemy, int slider, const std::array<int, 8>& steps) const;
+    /// The man on a file and rank from 0; 0 also off the board.
+    int At(int file, int rank) const {
+        const bool on_board = file >= 0 && file < 8 && rank >= 0 && rank < 8;
+        return on_board ? result_.board.board[8 * rank + file] : 0;
+    }
 
     FenPosition result_{};
     std::string message_;
@@ -131,7 +142,7 @@ bool Reader::ReadRank(std::string_view text, int rank) {
                 return Fail(FieldBoard, name + " has the unknown letter " + Quote({&c, 1}));
             }
             if (file < kFiles) {
-                const Side side = c == Lower(c) ? Black : White;
+                const int side = c == Lower(c) ? kBlack : kWhite;
                 result_.board.board[kFiles * rank + file] = CodeOf(side, static_cast<int>(type));
             }
             ++file;
@@ -144,18 +155,18 @@ bool Reader::ReadRank(std::string_view text, int rank) {
 
 bool Reader::CheckMen() {
     const auto& board = result_.board.board;
-    for (const Side side : {White, Black}) {
+    for (const int side : {kWhite, kBlack}) {
         const auto kings = std::ranges::count(board, CodeOf(side, King));
         const auto men = std::ranges::count_if(
-            board, [side](PieceCode code) { return (code & ColourBit(side)) != 0; });
-        const std::string name = kSideNames[side];
+            board, [side](std::uint8_t code) { return (code & ColourBit(side)) != 0; });
+        const std::string name = kSideNames[static_cast<std::size_t>(side)];
         if (kings != 1) {
             return Fail(FieldBoard, name + " has " + std::to_string(kings) + " kings instead of 1");
         }
-        if (men > kListCapacity) {
+        if (men > kMostMen) {
             return Fail(FieldBoard,
                         name + " has " + std::to_string(men) + " men, at most " +
-                            std::to_string(kListCapacity) + " are possible");
+                            std::to_string(kMostMen) + " are possible");
         }
     }
     return true;
@@ -165,7 +176,7 @@ bool Reader::ReadSide(std::string_view text) {
     if (text != "w" && text != "b") {
         return Fail(FieldSide, Quote(text) + " is neither 'w' nor 'b'");
     }
-    result_.board.color = text == "w" ? White : Black;
+    result_.board.color = text == "w" ? kWhite : kBlack;
     return true;
 }
 
@@ -212,12 +223,12 @@ void Reader::FindFlaw() {
     const auto& board = result_.board.board;
     for (const int rank : {1, 8}) {
         const auto first = std::begin(board) + 8 * (rank - 1);
-        if (std::any_of(first, first + 8, [](PieceCode code) { return TypeOf(code) == Pawn; })) {
+        if (std::any_of(first, first + 8, [](std::uint8_t code) { return TypeOf(code) == Pawn; })) {
             result_.flaw = "board: a pawn is on rank " + std::to_string(rank);
         }
     }
-    const bool white_moves = result_.board.color == White;
-    if (white_moves ? KingIsAttacked<Black>() : KingIsAttacked<White>()) {
+    const bool white_moves = result_.board.color == kWhite;
+    if (KingIsAttacked(white_moves ? kBlack : kWhite)) {
         result_.flaw = white_moves ? "side to move: White could take the king of Black"
                                    : "side to move: Black could take the king of White";
     }
@@ -228,69 +239,83 @@ bool Reader::ReadEnPassant(std::string_view text) {
     if (text.size() != 2 || text[0] < 'a' || text[0] > 'h' || text[1] < '1' || text[1] > '8') {
         return Fail(FieldEnPassant, Quote(text) + " is no square");
     }
-    const bool white_to_move = result_.board.color == White;
+    const bool white_to_move = result_.board.color == kWhite;
     if (text[1] != (white_to_move ? '6' : '3')) {
         return Fail(FieldEnPassant,
                     Quote(text) + " is not on rank " +
                         (white_to_move ? "6, with White" : "3, with Black") + " to move");
     }
-    if (white_to_move) {
-        GoBackBeforeDoubleStep<Black>(text[0] - 'a');
-    } else {
-        GoBackBeforeDoubleStep<White>(text[0] - 'a');
-    }
+    GoBackBeforeDoubleStep(white_to_move ? kBlack : kWhite, text[0] - 'a');
     return true;
 }
 
-/// Rewrites the result when `Stepper` can have made the double step on this file and a pawn can
+/// Rewrites the result when `stepper` can have made the double step on this file and a pawn can
 /// take it; leaves it alone otherwise.
-template <Side Stepper>
-void Reader::GoBackBeforeDoubleStep(int file) {
-    constexpr int kPassedRank = Home<Stepper>::kDoubleStepRank;
-    constexpr int kForward = Stepper == White ? 1 : -1;
+void Reader::GoBackBeforeDoubleStep(int stepper, int file) {
+    const int passed_rank = stepper == kWhite ? 2 : 5;
+    const int forward = stepper == kWhite ? 1 : -1;
     const auto at = [file](int rank) { return 8 * rank + file; };
-    const int origin = at(kPassedRank - kForward);
-    const int passed = at(kPassedRank);
-    const int target = at(kPassedRank + kForward);
+    const int origin = at(passed_rank - forward);
+    const int passed = at(passed_rank);
+    const int target = at(passed_rank + forward);
     auto& board = result_.board.board;
-    if (board[target] != CodeOf(Stepper, Pawn) || board[origin] != 0 || board[passed] != 0) return;
-    constexpr PieceCode kTaker = CodeOf(!Stepper, Pawn);
-    const bool can_be_taken =
-        (file > 0 && board[target - 1] == kTaker) || (file < 7 && board[target + 1] == kTaker);
+    if (board[target] != CodeOf(stepper, Pawn) || board[origin] != 0 || board[passed] != 0) return;
+    const int taker = CodeOf(stepper ^ 1, Pawn);
+    const int rank = target / 8;
+    const bool can_be_taken = At(file - 1, rank) == taker || At(file + 1, rank) == taker;
     // A step that leaves the own king attacked is not one that a game could have entered.
-    if (!can_be_taken || KingIsAttacked<Stepper>()) return;
+    if (!can_be_taken || KingIsAttacked(stepper)) return;
 
-    CHSBRD earlier = result_.board;
-    std::swap(earlier.board[origin], earlier.board[target]);
-    earlier.color = Stepper;
-    if (CHSBRD checked = earlier; ValidatePosition(&checked) != StatusOk) return;
-    result_.board = earlier;
+    std::swap(board[origin], board[target]);
+    result_.board.color = static_cast<std::uint8_t>(stepper);
     result_.counts.half_moves = 0;
-    if (Stepper == Black) result_.counts.move_number = std::max(result_.counts.move_number - 1, 1);
+    if (stepper == kBlack) result_.counts.move_number = std::max(result_.counts.move_number - 1, 1);
     const auto letter = static_cast<char>('a' + file);
     result_.double_step = {
         letter, static_cast<char>('1' + origin / 8), letter, static_cast<char>('1' + target / 8)};
 }
 
-/// Whether the king of `Us` is attacked in the position as read.
-template <Side Us>
-bool Reader::KingIsAttacked() const {
-    const auto& board = result_.board.board;
-    Bitboard occupied = 0;
-    std::array<Bitboard, 8> theirs{};
-    int king = 0;
-    for (int index = 0; index < 64; ++index) {
-        const PieceCode code = board[index];
-        if (code == 0) continue;
-        occupied |= Bit(SquareAt(index));
-        if (SideOf(code) != Us) theirs[TypeOf(code)] |= Bit(SquareAt(index));
-        if (code == CodeOf(Us, King)) king = index;
+/// Whether an enemy slider, this type or a queen, sees the king along one of four directions, each a
+/// step in file and one in rank.
+bool Reader::IsAttackedAlong(int king,
+                             int enemy,
+                             int slider,
+                             const std::array<int, 8>& steps) const {
+    for (std::size_t i = 0; i < steps.size(); i += 2) {
+        int file = king % 8 + steps[i];
+        int rank = king / 8 + steps[i + 1];
+        while (file >= 0 && file < 8 && rank >= 0 && rank < 8 && At(file, rank) == 0) {
+            file += steps[i];
+            rank += steps[i + 1];
+        }
+        const int man = At(file, rank);
+        if (man == CodeOf(enemy, slider) || man == CodeOf(enemy, Queen)) return true;
     }
-    const auto at = static_cast<unsigned>(king);
-    return ((PawnAttacks<Us>(Bit(SquareAt(king))) & theirs[Pawn]) |
-            (kKnightAttacks[at] & theirs[Knight]) | (kKingAttacks[at] & theirs[King]) |
-            (BishopAttacks(king, occupied) & (theirs[Bishop] | theirs[Queen])) |
-            (RookAttacks(king, occupied) & (theirs[Rook] | theirs[Queen]))) != 0;
+    return false;
+}
+
+/// Whether the king of a side is attacked in the position as read.
+bool Reader::KingIsAttacked(int side) const {
+    const int enemy = side ^ 1;
+    const auto* const place = std::ranges::find(result_.board.board, CodeOf(side, King));
+    const auto king = static_cast<int>(place - result_.board.board);
+    const int file = king % 8;
+    const int rank = king / 8;
+    const int towards_enemy = side == kWhite ? 1 : -1;
+    for (const int beside : {-1, 1}) {
+        if (At(file + beside, rank + towards_enemy) == CodeOf(enemy, Pawn)) return true;
+    }
+    for (int files = -2; files <= 2; ++files) {
+        for (int ranks = -2; ranks <= 2; ++ranks) {
+            const int man = At(file + files, rank + ranks);
+            const bool is_leap = std::abs(files * ranks) == 2;
+            const bool is_near = std::abs(files) <= 1 && std::abs(ranks) <= 1;
+            if (is_leap && man == CodeOf(enemy, Knight)) return true;
+            if (is_near && man == CodeOf(enemy, King)) return true;
+        }
+    }
+    return IsAttackedAlong(king, enemy, Rook, {0, 1, 0, -1, 1, 0, -1, 0}) ||
+           IsAttackedAlong(king, enemy, Bishop, {1, 1, 1, -1, -1, 1, -1, -1});
 }
 
 }  // namespace
@@ -300,20 +325,6 @@ std::optional<FenPosition> ParseFen(std::string_view fen, std::string* error) {
     std::optional<FenPosition> result = reader.Read(fen);
     if (!result) *error = reader.message();
     return result;
-}
-
-bool SetUpFen(std::string_view fen, std::string* error) {
-    const std::optional<FenPosition> parsed = ParseFen(fen, error);
-    if (!parsed) return false;
-    if (SetPosition(parsed->board) != StatusOk) {
-        *error = "the engine is computing or refuses the position";
-        return false;
-    }
-    if (parsed->double_step.empty()) return true;
-    MOVES made;
-    if (DoMove(parsed->double_step.c_str(), &made) == StatusOk) return true;
-    *error = "en passant square: " + parsed->double_step + " cannot be played";
-    return false;
 }
 
 }  // namespace torval

@@ -34,9 +34,6 @@ struct FenPosition {
 /// step, since a set-up position offers none itself. On failure *error says why.
 std::optional<FenPosition> ParseFen(std::string_view fen, std::string* error);
 
-/// Reads a FEN and makes it the engine's game position, double step included.
-bool SetUpFen(std::string_view fen, std::string* error);
-
 inline constexpr const char* kStartFen = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 
 }  // namespace torval

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "apps/host/databases.h"
-#include "apps/makers/tables/table_file.h"
+#include "apps/makers/tables/directories.h"
 #include "apps/text/text.h"
 #include "apps/uci/command.h"
 
@@ -240,7 +240,7 @@ std::string ProtocolOptions::SetNalimovPath(const std::string& value) {
     image_.SetNalimovPath(paths);
     nalimov_changed_ = true;
     UseDatabases();
-    if (paths.empty() || TableReader(SearchedDirectories(paths)).Count().files > 0) return {};
+    if (paths.empty() || HoldsTablebases(paths)) return {};
     return "NalimovPath: there are no database files";
 }
 

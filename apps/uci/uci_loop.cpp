@@ -8,7 +8,7 @@
 #include "apps/host/databases.h"
 #include "apps/host/line_io.h"
 #include "apps/host/session.h"
-#include "apps/makers/tables/table_file.h"
+#include "apps/makers/tables/database_words.h"
 #include "apps/text/fen.h"
 #include "apps/text/text.h"
 #include "apps/uci/command.h"
@@ -232,7 +232,7 @@ void UciLoop::Go(const GoLimits& limits) {
     if (options_.TakeChanges()) session_.Reload(options_.image());
     if (options_.uses_databases()) {
         const auto value = words_.Value(game_.Board(), game_.LastMove());
-        if (value) Remark("endgame database: " + ValueText(*value) + " for the side to move");
+        if (value) Remark("endgame database: " + value->words + " for the side to move");
     }
     computation_.Begin(
         session_.engine(), limits, options_.image().Level(), options_.overhead_ms(), asked);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "apps/makers/set_up.h"
 #include "board/generate.h"
 #include "board/position.h"
 #include "game/game.h"

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "apps/text/fen.h"
+#include "apps/makers/set_up.h"
 #include "board/legality.h"
 #include "game/game.h"
 #include "state/settings.h"

@@ -6,6 +6,7 @@
 
 #include "apps/host/session.h"
 #include "apps/text/moves.h"
+#include "apps/text/opening_lines.h"
 #include "apps/text/text.h"
 
 namespace torval {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "apps/cli/notation.h"
+#include "apps/makers/set_up.h"
 #include "apps/text/fen.h"
 #include "game/game.h"
 #include "state/settings.h"

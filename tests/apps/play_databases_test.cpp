@@ -7,6 +7,8 @@
 
 #include "apps/cli/positions.h"
 #include "apps/host/databases.h"
+#include "apps/makers/set_up.h"
+#include "apps/makers/tables/position_values.h"
 #include "apps/play/player.h"
 #include "egtb/nalimov/tablebase_files.h"
 #include "engine/notifications.h"

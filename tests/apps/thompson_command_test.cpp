@@ -8,9 +8,9 @@
 #include <fstream>
 #include <random>
 
+#include "apps/makers/set_up.h"
 #include "apps/makers/tables/small_board.h"
 #include "apps/makers/tables/table_file.h"
-#include "apps/text/fen.h"
 #include "egtb/nalimov/lengths.h"
 #include "egtb/thompson/thompson.h"
 #include "support/run_command.h"

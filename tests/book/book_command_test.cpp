@@ -12,6 +12,7 @@
 #include "apps/makers/books/book_builder.h"
 #include "apps/makers/books/book_check.h"
 #include "apps/makers/books/game_stream.h"
+#include "apps/makers/set_up.h"
 #include "apps/text/replace_file.h"
 #include "apps/text/text.h"
 #include "book/book_fixture.h"

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "apps/makers/books/book_check.h"
+#include "apps/makers/set_up.h"
 #include "book/book_fixture.h"
 #include "book/learn.h"
 

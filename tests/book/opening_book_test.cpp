@@ -7,6 +7,7 @@
 #include "apps/cli/notation.h"
 #include "apps/host/openings.h"
 #include "apps/makers/books/book_check.h"
+#include "apps/text/opening_lines.h"
 #include "apps/text/text.h"
 #include "book/book_fixture.h"
 #include "book/select.h"

@@ -11,7 +11,7 @@
 
 #include "apps/cli/notation.h"
 #include "apps/cli/positions.h"
-#include "apps/text/fen.h"
+#include "apps/makers/set_up.h"
 #include "board/make.h"
 #include "board/position.h"
 #include "egtb/nalimov/lengths.h"

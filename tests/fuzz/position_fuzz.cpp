@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "apps/text/fen.h"
+#include "apps/makers/set_up.h"
 #include "board/legality.h"
 #include "eval/evaluate.h"
 #include "game/game.h"

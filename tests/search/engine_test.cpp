@@ -1,4 +1,5 @@
 #include "search/engine_test.h"
+#include "apps/makers/set_up.h"
 
 #include <algorithm>
 #include <sstream>

@@ -6,6 +6,7 @@
 #include <random>
 #include <sstream>
 
+#include "apps/makers/set_up.h"
 #include "apps/text/fen.h"
 #include "board/attack.h"
 #include "board/legality.h"

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <vector>
 
-#include "apps/text/fen.h"
+#include "apps/makers/set_up.h"
 #include "egtb/thompson/thompson.h"
 
 namespace torval {

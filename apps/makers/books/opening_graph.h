@@ -51,9 +51,6 @@ private:
     std::vector<OpeningPosition> positions_;
 };
 
-/// Lines of data/openings-losses.tsv.
-std::span<const std::string_view> OpeningLosses();
-
 /// Scores   0 for the move behind which most names lie, less the fewer there are and the more than
 ///          half a pawn the move costs; differences up to 40, which is the engine's margin, are fit
 ///          to be played alike. A move that is rare twice beyond that margin is excluded from play,

@@ -9,7 +9,6 @@
 #include "board/piece.h"
 #include "egtb/nalimov/probe.h"
 #include "egtb/nalimov/registry.h"
-#include "egtb/nalimov/search_list.h"
 #include "platform/files.h"
 
 namespace torval {
@@ -79,25 +78,6 @@ std::string MoveName(const SmallBoard& board, const Reply& reply, const std::vec
 }
 
 }  // namespace
-
-std::string OwnDirectory() { return std::string(DirectoryOf(ComponentFileName())); }
-
-void SearchOwnDirectory(bool search) { own_directory_is_searched = search; }
-
-bool IsPassedOver(const std::string& paths) {
-    return paths.empty() || static_cast<signed char>(paths[0]) <= ' ';
-}
-
-std::vector<std::string> SearchedDirectories(const std::string& paths) {
-    std::vector<std::string> directories;
-    // A comma or semicolon in the program's own directory divides it, too.
-    if (own_directory_is_searched) directories = SplitDirectories(OwnDirectory());
-    if (IsPassedOver(paths)) return directories;
-    for (std::string& directory : SplitDirectories(paths)) {
-        directories.push_back(std::move(directory));
-    }
-    return directories;
-}
 
 bool TableReader::Table::Fetch(std::uint32_t wanted) {
     if (!data.empty() && block == wanted) return true;

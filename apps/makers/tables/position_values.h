@@ -26,21 +26,6 @@ namespace torval {
 /// An entry of a class with a side of it to move.
 using EntryReader = std::function<TablebaseValue(int class_id, int side, std::uint64_t index)>;
 
-/// The program's own directory, as the engine finds it: a list, since it may be divided like a path.
-std::string OwnDirectory();
-
-/// Whether the engine searches it. It does until it is told not to; it hears when it next looks for
-/// files, so the files must not have changed since they were examined.
-void SearchOwnDirectory(bool search);
-
-/// Whether the engine takes such a path for none: an empty one, or one that begins with a blank or a
-/// byte above 127.
-bool IsPassedOver(const std::string& paths);
-
-/// The directories that the engine searches when its path is `paths`: the program's own first, unless
-/// it is left out.
-std::vector<std::string> SearchedDirectories(const std::string& paths);
-
 /// Why the files have no value for a position.
 struct Gap {
     enum class Reason {

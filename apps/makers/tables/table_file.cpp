@@ -131,32 +131,6 @@ std::vector<std::int8_t> ReadTableFile(const TableFile& file) {
     return {bytes.begin(), bytes.end()};
 }
 
-std::vector<std::string> TablebaseProblems(const std::string& paths) {
-    std::vector<std::string> problems;
-    for (const std::string& directory : SplitDirectories(paths)) {
-        for (int id = 1; id < kClasses; ++id) {
-            for (int side = 0; side < SidesOf(id); ++side) {
-                std::string problem = FindTablebaseFile(directory, id, side).problem;
-                if (problem.empty()) continue;
-                problem.pop_back();
-                problems.push_back(std::move(problem));
-            }
-        }
-    }
-    return problems;
-}
-
-std::string MissingFolder(const std::string& paths) {
-    for (const std::string& directory : SplitDirectories(paths)) {
-        std::error_code error;
-        if (directory.empty() || std::filesystem::is_directory(NativeName(directory), error)) {
-            continue;
-        }
-        return "there is no folder " + QuoteName(directory);
-    }
-    return {};
-}
-
 std::string ValueText(TablebaseValue value) {
     if (value == kUnknownValue) return "unknown";
     if (value == kDrawValue) return "draw";

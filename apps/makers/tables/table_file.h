@@ -42,18 +42,6 @@ std::string TableFileName(int class_id, int side);
 /// Sides to move that have a file of their own: 1 where both sides have the same men.
 int SidesOf(int class_id);
 
-/// What is wrong with the files in a list of directories as the engine searches it, all that is
-/// found on the way; empty when the engine can use them.
-std::vector<std::string> TablebaseProblems(const std::string& paths);
-
-/// What divides the directories of each path.
-inline constexpr const char* kNalimovSeparators = ",;";
-inline constexpr const char* kThompsonSeparators = ";";
-
-/// The first directory of a Nalimov path that does not exist, as a clause; empty when all do. The
-/// engine passes over such a directory: this is for a path that somebody types.
-std::string MissingFolder(const std::string& paths);
-
 /// "mate in 3", "mated in 2", "checkmate", "draw", "unknown", for the side to move.
 std::string ValueText(TablebaseValue value);
 
