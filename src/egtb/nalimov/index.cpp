@@ -202,6 +202,8 @@ std::optional<std::uint64_t> EnPassantNumber(const Scheme& scheme, const Reduced
 
 }  // namespace
 
+void BuildIndexTables() { BuildTables(); }
+
 std::uint64_t IndexCount(int class_id, int side) {
     const Scheme& scheme = SchemeOf(class_id, side);
     return scheme.MainCount() +

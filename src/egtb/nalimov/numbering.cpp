@@ -118,20 +118,20 @@ void BuildScheme(int class_id, unsigned side) {
 
 }  // namespace
 
-}  // namespace numbering
-
-void BuildIndexTables() {
+void BuildTables() {
     static std::once_flag built;
     std::call_once(built, [] {
         // An earlier try may have run out of memory halfway.
-        for (auto& pairs : numbering::tables.pairs) pairs.clear();
-        numbering::tables.offsets.clear();
-        numbering::BuildKingPairs();
-        numbering::BuildOrdinals();
+        for (auto& pairs : tables.pairs) pairs.clear();
+        tables.offsets.clear();
+        BuildKingPairs();
+        BuildOrdinals();
         for (int id = 1; id < kClasses; ++id) {
-            for (const unsigned side : {0U, 1U}) numbering::BuildScheme(id, side);
+            for (const unsigned side : {0U, 1U}) BuildScheme(id, side);
         }
     });
 }
+
+}  // namespace numbering
 
 }  // namespace torval

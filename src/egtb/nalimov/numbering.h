@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "egtb/king_pairs.h"
-#include "egtb/nalimov/index.h"
+#include "egtb/nalimov/classes.h"
 
 namespace torval::numbering {
 
@@ -102,6 +102,9 @@ struct Tables {
 };
 
 extern Tables& tables;
+
+/// Fills the tables; later calls do nothing.
+void BuildTables();
 
 inline Kind KindOf(const Scheme& scheme, unsigned type) {
     if (type != Pawn) return static_cast<Kind>(type);
