@@ -18,6 +18,7 @@
 #include "apps/makers/books/book_builder.h"
 #include "apps/makers/books/game_stream.h"
 #include "apps/text/replace_file.h"
+#include "apps/text/san.h"
 #include "board/legality.h"
 #include "board/make.h"
 
@@ -54,24 +55,6 @@ public:
         return move;
     }
 };
-
-std::string SquareText(Square square) {
-    return {static_cast<char>('a' + FileOf(square)), static_cast<char>('1' + RankOf(square))};
-}
-
-/// In long algebraic notation, which needs no look at the other moves.
-std::string LongText(Move move) {
-    if (move.flags & kCastlingBit) return FileOf(move.to) == 6 ? "O-O" : "O-O-O";
-    constexpr const char* kLetters = "  NBRQK";
-    std::string text;
-    if (const int type = move.flags & 7; type != Pawn) text = kLetters[type];
-    text += SquareText(move.from) + (move.capture ? "x" : "") + SquareText(move.to);
-    if (PromotionType(move) != NoType) {
-        text += '=';
-        text += kLetters[PromotionType(move)];
-    }
-    return text;
-}
 
 /// Games in PGN, in a file of their own.
 class GamesFile {

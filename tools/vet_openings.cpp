@@ -15,10 +15,10 @@
 #include <stdexcept>
 #include <vector>
 
-#include "apps/cli/notation.h"
 #include "apps/cli/positions.h"
 #include "apps/host/openings.h"
 #include "apps/makers/books/opening_graph.h"
+#include "apps/text/moves.h"
 #include "apps/text/opening_lines.h"
 #include "game/think.h"
 #include "state/flags.h"
@@ -70,7 +70,7 @@ void Vet(int depth) {
         for (const OpeningStep& step : positions[i].steps) {
             const int loss = Loss(best, -values[step.to]);
             if (loss < kLeastLoss) continue;
-            lines.push_back(positions[i].moves + '\t' + Coordinates(step.move) + '\t' +
+            lines.push_back(positions[i].moves + '\t' + CoordinateText(step.move) + '\t' +
                             std::to_string(loss));
         }
     }

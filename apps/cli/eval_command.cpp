@@ -4,10 +4,10 @@
 #include <sstream>
 
 #include "apps/cli/commands.h"
-#include "apps/cli/notation.h"
 #include "apps/cli/positions.h"
 #include "apps/makers/tables/table_file.h"
 #include "apps/text/book_text.h"
+#include "apps/text/game_text.h"
 #include "book/books.h"
 #include "eval/evaluate.h"
 #include "eval/setup.h"

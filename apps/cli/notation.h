@@ -1,4 +1,4 @@
-// Moves, lines and scores as people and scripts read them.
+// Moves and lines of the working position as people and scripts read them.
 //
 // Thread   the thread that works on the position. What plays moves to write them puts everything
 //          back, the order of the piece lists too, so it may be called from within a search.
@@ -8,19 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "apps/text/game_text.h"
 #include "board/position.h"
 
 namespace torval {
 
-/// "e4".
-std::string SquareName(Square square);
-
 /// The four bytes from, to, flags, capture as eight hexadecimal digits, marks included.
 std::string EvarHex(Move move);
-
-/// "e2e4", "e7e8q"; castling as the king's move.
-std::string Coordinates(Move move);
 
 /// A line of legal moves from the working position in standard algebraic notation, English
 /// letters, check and mate signs. Marks in the moves are ignored.

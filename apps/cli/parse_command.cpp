@@ -4,6 +4,7 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/notation.h"
 #include "apps/cli/positions.h"
+#include "apps/text/moves.h"
 #include "board/move_text.h"
 #include "game/game.h"
 
@@ -35,7 +36,7 @@ void RunParse(const ParseOptions& options, Console& console) {
     if (result == kUnreadable) console.out << "This is no move\n";
     if (result == 0) console.out << "No legal move fits\n";
     for (const Move move : found) {
-        console.out << Algebraic(move) << " (" << Coordinates(move) << ")\n";
+        console.out << Algebraic(move) << " (" << CoordinateText(move) << ")\n";
     }
 }
 

@@ -5,9 +5,9 @@
 #include <numeric>
 
 #include "apps/cli/commands.h"
-#include "apps/cli/notation.h"
 #include "apps/cli/perft.h"
 #include "apps/cli/positions.h"
+#include "apps/text/moves.h"
 
 namespace torval {
 
@@ -42,7 +42,7 @@ void RunPerft(const PerftOptions& options, Console& console) {
         nlohmann::ordered_json answer = {{"depth", options.depth}, {"leaves", leaves}};
         if (options.divide) {
             auto& moves = answer["divide"] = nlohmann::ordered_json::object();
-            for (const auto& [move, count] : by_move) moves[Coordinates(move)] = count;
+            for (const auto& [move, count] : by_move) moves[CoordinateText(move)] = count;
         }
         answer["time_ms"] = time_ms;
         answer["leaves_per_second"] = rate;
@@ -50,8 +50,8 @@ void RunPerft(const PerftOptions& options, Console& console) {
         return;
     }
     for (const auto& [move, count] : by_move) {
-        console.out << std::left << std::setw(6) << Coordinates(move) << std::right << std::setw(16)
-                    << count << '\n';
+        console.out << std::left << std::setw(6) << CoordinateText(move) << std::right
+                    << std::setw(16) << count << '\n';
     }
     console.out << "Leaves       : " << leaves << "\nLeaves/second: " << rate << " (" << time_ms
                 << " ms)\n";

@@ -10,6 +10,8 @@
 #include "apps/cli/positions.h"
 #include "apps/makers/tables/position_values.h"
 #include "apps/makers/tables/table_file.h"
+#include "apps/text/game_text.h"
+#include "apps/text/moves.h"
 #include "apps/text/text.h"
 #include "board/attack.h"
 #include "egtb/nalimov/probe.h"
@@ -112,7 +114,7 @@ std::string JsonText(const Answer& answer) {
     auto line = nlohmann::ordered_json::array();
     for (int i = 0; i < answer.line.vlen; ++i) {
         evars.push_back(EvarHex(answer.line.bstvar[i]));
-        line.push_back(Coordinates(answer.line.bstvar[i]));
+        line.push_back(CoordinateText(answer.line.bstvar[i]));
     }
     return nlohmann::ordered_json{{"vlen", answer.line.vlen},
                                   {"depth", answer.line.depth},

@@ -6,6 +6,7 @@
 #include "apps/cli/book_command.h"
 #include "apps/cli/notation.h"
 #include "apps/makers/books/book_check.h"
+#include "apps/text/moves.h"
 #include "apps/text/pgn.h"
 #include "apps/text/text.h"
 #include "board/make.h"
@@ -47,7 +48,7 @@ std::string FlagText(const BookEntry& entry) {
 std::string MoveText(const BookEntry& entry, bool* legal) {
     const MoveEntry* const found = FindBookMove(legal_moves->quiet_head, entry);
     *legal = found != nullptr;
-    return found ? Algebraic(found->move) : Coordinates(DecodeBookMove(entry.move));
+    return found ? Algebraic(found->move) : CoordinateText(DecodeBookMove(entry.move));
 }
 
 void PrintMoves(const BookEntries& entries, bool has_statistics, std::ostream& out) {

@@ -2,8 +2,8 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/cli/commands.h"
-#include "apps/cli/notation.h"
 #include "apps/cli/positions.h"
+#include "apps/text/moves.h"
 #include "board/draw.h"
 #include "eval/setup.h"
 
@@ -20,7 +20,7 @@ nlohmann::ordered_json ListOf(Side side) {
     const auto& list = position.PieceList[side];
     auto squares = nlohmann::ordered_json::array();
     for (unsigned i = 0; i <= static_cast<unsigned>(list.count); ++i) {
-        squares.push_back(SquareName(list.squares[i]));
+        squares.push_back(SquareText(list.squares[i]));
     }
     return squares;
 }

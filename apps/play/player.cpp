@@ -6,6 +6,7 @@
 #include "apps/text/fen.h"
 #include "apps/text/game_text.h"
 #include "apps/text/moves.h"
+#include "apps/text/san.h"
 #include "torval/apartment.h"
 
 namespace torval {

@@ -4,6 +4,7 @@
 #include "apps/play/level_text.h"
 #include "apps/play/player.h"
 #include "apps/text/game_text.h"
+#include "apps/text/san.h"
 #include "apps/text/text.h"
 
 namespace torval {

@@ -1,10 +1,9 @@
 #include "apps/text/book_text.h"
+#include "apps/text/san.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-
-#include "apps/text/game_text.h"
 
 namespace torval {
 

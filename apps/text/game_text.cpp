@@ -10,14 +10,8 @@ namespace torval {
 
 namespace {
 
-constexpr const char* kPieceLetters = "  NBRQK";
 constexpr const char* kFenLetters = " pnbrqk";
 constexpr int kPawn = 1;
-constexpr int kBishop = 3;
-constexpr std::uint8_t kNeedsFile = 0x08;
-constexpr std::uint8_t kNeedsRank = 0x80;
-constexpr std::uint8_t kCheck = 0x80;
-constexpr std::uint8_t kMate = 0x08;
 constexpr std::uint8_t kCastling = 0x80;
 constexpr std::uint8_t kPromotion = 0x70;
 constexpr std::uint8_t kBlack = 8;
@@ -34,29 +28,6 @@ bool HasOwn(const CHSBRD& board, int rank, int file, int type) {
     const std::uint8_t code = board.board[IndexOf(rank, file)];
     return (code & 7) == type && ((code & kBlack) != 0) == (board.color != 0);
 }
-
-/// The annotations speak of knights, rooks and queens only. A bishop move is also doubtful when
-/// another bishop runs on squares of the same colour, and when a pawn of the b-file stands to take
-/// on the same square: a capital B may name that file. Whether those can really move is not asked;
-/// an origin too many does no harm.
-bool IsDoubtful(const EVAR& move, const CHSBRD& before) {
-    if ((move.flags & 7) != kBishop || (move.flags & (kCastling | kPromotion))) return false;
-    const int shade = (RankOf(move.from) + FileOf(move.from)) % 2;
-    for (int rank = 0; rank < 8; ++rank) {
-        for (int file = 0; file < 8; ++file) {
-            const bool itself = rank == RankOf(move.from) && file == FileOf(move.from);
-            if (!itself && (rank + file) % 2 == shade && HasOwn(before, rank, file, kBishop)) {
-                return true;
-            }
-        }
-    }
-    const int behind = RankOf(move.to) + (before.color == 0 ? -1 : 1);
-    const bool next_to_b = FileOf(move.to) == 0 || FileOf(move.to) == 2;
-    return move.capture && next_to_b && behind >= 0 && behind < 8 &&
-           HasOwn(before, behind, 1, kPawn);
-}
-
-std::string CastlingText(const EVAR& move) { return FileOf(move.to) == 6 ? "O-O" : "O-O-O"; }
 
 std::string FenBoard(const CHSBRD& board) {
     std::string text;
@@ -102,43 +73,6 @@ std::string FenEnPassant(const CHSBRD& board, const EVAR* last) {
 }
 
 }  // namespace
-
-std::string AlgebraicText(const EVAR& move, const CHSBRD& before) {
-    std::string text;
-    const int promotion = PromotionOf(move);
-    const int type = promotion ? kPawn : move.flags & 7;
-    const std::string origin = SquareText(move.from);
-    if (move.flags & kCastling) {
-        text = CastlingText(move);
-    } else {
-        if (type == kPawn) {
-            if (move.capture) text = origin.substr(0, 1);
-        } else {
-            text = kPieceLetters[type];
-            const bool doubtful = IsDoubtful(move, before);
-            if (doubtful || (move.from & kNeedsFile)) text += origin[0];
-            if (doubtful || (move.from & kNeedsRank)) text += origin[1];
-        }
-        if (move.capture) text += 'x';
-        text += SquareText(move.to);
-        if (promotion) text += std::string("=") + kPieceLetters[promotion];
-    }
-    if (move.to & kCheck) text += move.to & kMate ? '#' : '+';
-    return text;
-}
-
-std::string LongText(const EVAR& move) {
-    if (move.flags & kCastling) return CastlingText(move);
-    const int promotion = PromotionOf(move);
-    const int type = promotion ? kPawn : move.flags & 7;
-    std::string text;
-    if (type > kPawn) text += kPieceLetters[type];
-    text += SquareText(move.from);
-    if (move.capture) text += 'x';
-    text += SquareText(move.to);
-    if (promotion) text += kPieceLetters[promotion];
-    return text;
-}
 
 MoveCounts CountsAfter(const EVAR& move, const CHSBRD& before, MoveCounts counts) {
     const bool by_pawn = (move.flags & 7) == kPawn || PromotionOf(move) != 0;

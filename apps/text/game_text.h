@@ -1,8 +1,6 @@
-// Moves, positions and scores of the engine's records as people and files write them.
+// Positions, counts, scores and clocks of the engine's records as people and files write them.
 //
 // Thread   pure functions.
-// Range    moves as the engine reports them as made or in its final line: their annotation bits say
-//          what a short notation needs. No rules are known here.
 #pragma once
 
 #include <optional>
@@ -12,13 +10,6 @@
 #include "torval/records.h"
 
 namespace torval {
-
-/// Standard algebraic notation of a move made in the position `before`: "Nbd2", "exd8=Q+", "O-O#".
-/// What the engine's own reader would find ambiguous has origin file and rank: "Bd2xc3".
-std::string AlgebraicText(const EVAR& move, const CHSBRD& before);
-
-/// The move with its whole origin, which needs no annotation: "Ng1f3", "d5xe6", "e7e8Q".
-std::string LongText(const EVAR& move);
 
 /// How the position is counted to which a move in the position `before` leads.
 MoveCounts CountsAfter(const EVAR& move, const CHSBRD& before, MoveCounts counts);

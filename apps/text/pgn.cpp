@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "apps/text/game_text.h"
 #include "apps/text/moves.h"
 #include "apps/text/text.h"
 

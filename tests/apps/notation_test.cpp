@@ -1,9 +1,14 @@
 // Moves and scores as text.
 #include "apps/cli/notation.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "apps/makers/set_up.h"
+#include "apps/makers/tables/position_values.h"
+#include "apps/text/game_text.h"
+#include "apps/text/moves.h"
+#include "apps/text/san.h"
 #include "board/legality.h"
 #include "game/game.h"
 #include "state/settings.h"
@@ -22,7 +27,7 @@ protected:
     static Move Legal(std::string_view coordinates) {
         for (MoveEntry* entry = EntryAt(legal_moves->quiet_head); entry;
              entry = NextEntry(*entry)) {
-            if (Coordinates(entry->move) == coordinates) return entry->move;
+            if (CoordinateText(entry->move) == coordinates) return entry->move;
         }
         ADD_FAILURE() << coordinates << " is not legal";
         return {};
@@ -46,23 +51,13 @@ INSTANTIATE_TEST_SUITE_P(
     Notation,
     AlgebraicTest,
     testing::Values(
-        MoveCase{"Pawn", "4k3/8/8/8/8/8/4P3/4K3 w - -", "e2e4", "e4"},
         MoveCase{"PawnTakes", "4k3/8/8/3p4/4P3/8/8/4K3 w - -", "e4d5", "exd5"},
         MoveCase{"EnPassant", "4k3/8/8/3Pp3/8/8/8/4K3 w - e6", "d5e6", "dxe6"},
-        MoveCase{"Piece", "4k3/8/8/8/8/8/8/1N2K3 w - -", "b1c3", "Nc3"},
-        MoveCase{"PieceTakesWithCheck", "4k3/3p4/8/1B6/8/8/8/4K3 w - -", "b5d7", "Bxd7+"},
-        MoveCase{"TwoFiles", "4k3/8/8/8/8/5N2/8/1N2K3 w - -", "b1d2", "Nbd2"},
-        MoveCase{"TwoRanksOneFile", "4k3/8/8/R7/8/8/8/R3K3 w - -", "a1a3", "R1a3"},
         MoveCase{"ThreeQueensNeedBoth", "8/7k/8/8/Q2Q4/8/8/Q3K3 w - -", "a4d1", "Qa4d1"},
-        MoveCase{"FileGoesBeforeRank", "8/8/8/7k/4Q3/8/8/Q3K3 w - -", "a1b1", "Qab1"},
         MoveCase{"PinnedOneDoesNotCount", "4r2k/8/8/8/8/4N3/8/1N2K3 w - -", "b1d2", "Nd2"},
-        MoveCase{"BishopsOfOneColour", "8/7k/8/8/8/B7/8/2B1K3 w - -", "c1b2", "Bcb2"},
         MoveCase{"OtherTypesDoNotCount", "7k/8/8/8/8/8/3B4/R3K3 w - -", "a1c1", "Rc1"},
-        MoveCase{"Short", "4k3/8/8/8/8/8/8/4K2R w K -", "e1g1", "O-O"},
         MoveCase{"LongWithCheck", "3k4/8/8/8/8/8/8/R3K3 w Q -", "e1c1", "O-O-O+"},
-        MoveCase{"Promotion", "8/P6k/8/8/8/8/8/4K3 w - -", "a7a8n", "a8=N"},
         MoveCase{"PromotionTakesWithCheck", "1r5k/P7/8/8/8/8/8/4K3 w - -", "a7b8q", "axb8=Q+"},
-        MoveCase{"BlackPromotes", "4k3/8/8/8/8/8/p7/7K b - -", "a2a1r", "a1=R+"},
         MoveCase{"Mate", "6k1/5ppp/8/8/8/8/8/3RK3 w - -", "d1d8", "Rd8#"},
         MoveCase{"StalemateIsNoMate", "7k/5K2/8/8/8/8/8/6Q1 w - -", "g1g6", "Qg6"}),
     [](const auto& test) { return test.param.name; });
@@ -89,10 +84,52 @@ TEST_F(NotationTest, AlgebraicLineFollowsTheMovesAndPutsEverythingBack) {
     EXPECT_TRUE(PositionIsSound());
 }
 
+TEST_F(NotationTest, DatabasesNameTheSameMoves) {
+    for (const char* fen : {"8/7k/8/8/Q2Q4/8/8/Q3K3 w - - 0 1",
+                            "4k3/8/8/R7/8/8/8/R3K3 w - - 0 1",
+                            "8/8/8/k2pP2R/8/8/8/4K3 w - d6 0 1",
+                            "1r2k3/P1P5/8/8/8/8/8/4K3 w - - 0 1",
+                            "8/8/8/8/1n1n4/8/5n2/K2k4 b - - 0 1"}) {
+        Put(fen);
+        CHSBRD board;
+        StorePosition(&board);
+        std::vector<std::string> expected;
+        for (MoveEntry* entry = EntryAt(legal_moves->quiet_head); entry;
+             entry = NextEntry(*entry)) {
+            expected.push_back(Algebraic(entry->move));
+        }
+        const auto small = SmallBoardOf(board, PassedSquare(board, game_record.top->move));
+        ASSERT_TRUE(small) << fen;
+        std::vector<std::string> names;
+        for (const MoveValue& value :
+             MoveValues(*small, [](int, int, std::uint64_t) { return kUnknownValue; })) {
+            names.push_back(value.move);
+        }
+        EXPECT_THAT(names, testing::UnorderedElementsAreArray(expected)) << fen;
+    }
+}
+
+TEST(San, NamesTheFileElseTheRankElseBoth) {
+    struct Row {
+        std::vector<std::uint8_t> others;
+        const char* text;
+    };
+    for (const Row& row : {Row{{}, "Qa7"},
+                           Row{{0x25}, "Qda7"},
+                           Row{{0x37}, "Qda7"},
+                           Row{{0x13}, "Q4a7"},
+                           Row{{0x13, 0x25}, "Q4a7"},
+                           Row{{0x37, 0x25}, "Qda7"},
+                           Row{{0x13, 0x37}, "Qd4a7"}}) {
+        SanMove move = {.type = 5, .from = 0x33, .to = 0x60, .takes = false};
+        move.TellFrom(row.others);
+        EXPECT_EQ(WriteSan(move), row.text);
+    }
+}
+
 TEST_F(NotationTest, WritesScriptForms) {
     EXPECT_EQ(EvarHex({0x84, 0x9B, 0x86, 0xD5}), "849b86d5");
-    EXPECT_EQ(Coordinates({0x8E, 0xFC, 0x51, 0}), "g1e8q") << "marks are no part of a square";
-    EXPECT_EQ(SquareName(0x77), "h8");
+    EXPECT_EQ(CoordinateText({0x8E, 0xFC, 0x51, 0}), "g1e8q") << "marks are no part of a square";
 }
 
 TEST(ScoreTextTest, TellsPawnsFromMates) {

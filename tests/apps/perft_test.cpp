@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "apps/cli/notation.h"
 #include "apps/makers/set_up.h"
 #include "apps/text/fen.h"
+#include "apps/text/moves.h"
 #include "game/game.h"
 #include "state/settings.h"
 
@@ -67,7 +67,7 @@ TEST(Perft, LeavesOutTheCaptureOfAKing) {
     Put("4k3/8/8/8/8/8/8/K3R3 w - -");
     std::uint64_t moves = 0;
     for (const auto& [move, leaves] : PerftDivide(1)) {
-        EXPECT_NE(Coordinates(move), "e1e8");
+        EXPECT_NE(CoordinateText(move), "e1e8");
         moves += leaves;
     }
     EXPECT_EQ(moves, 15U);

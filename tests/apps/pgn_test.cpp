@@ -12,6 +12,7 @@
 #include "apps/text/fen.h"
 #include "apps/text/game_text.h"
 #include "apps/text/moves.h"
+#include "apps/text/san.h"
 #include "board/legality.h"
 #include "game/game.h"
 

@@ -13,6 +13,7 @@
 #include "apps/makers/books/book_check.h"
 #include "apps/makers/books/game_stream.h"
 #include "apps/makers/set_up.h"
+#include "apps/text/moves.h"
 #include "apps/text/replace_file.h"
 #include "apps/text/text.h"
 #include "book/book_fixture.h"
@@ -247,7 +248,7 @@ TEST_F(BookCommandTest, ExportedLinesAndGamesMakeTheSameBook) {
         for (int ply = 0; ply < 8; ++ply) {
             MoveEntry* entry = EntryAt(legal_moves->quiet_head);
             for (int n = random.Below(3); n > 0; --n) entry = NextEntry(*entry);
-            lines += Coordinates(Plain(entry->move)) + (ply < 7 ? " " : "\n");
+            lines += CoordinateText(Plain(entry->move)) + (ply < 7 ? " " : "\n");
             Move made;
             entry->move = Plain(entry->move);
             ASSERT_EQ(MakeGameMove(entry, &made), OutcomeGoesOn);

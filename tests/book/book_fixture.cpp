@@ -1,10 +1,9 @@
 #include "book/book_fixture.h"
+#include "apps/text/moves.h"
 
 #include <cstring>
 #include <fstream>
 #include <iterator>
-
-#include "apps/cli/notation.h"
 
 namespace torval {
 
@@ -67,7 +66,7 @@ std::vector<std::string> BookTest::Moves() {
         const BMOVE& move = found.MOVES[i];
         char flag[8];
         std::snprintf(flag, sizeof flag, " %02x", move.flag);
-        texts.push_back(Coordinates(Plain(move.move)) + " " + std::to_string(move.score) + flag);
+        texts.push_back(CoordinateText(Plain(move.move)) + " " + std::to_string(move.score) + flag);
     }
     return texts;
 }

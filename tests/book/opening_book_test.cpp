@@ -4,9 +4,9 @@
 
 #include <gmock/gmock.h>
 
-#include "apps/cli/notation.h"
 #include "apps/host/openings.h"
 #include "apps/makers/books/book_check.h"
+#include "apps/text/moves.h"
 #include "apps/text/opening_lines.h"
 #include "apps/text/text.h"
 #include "book/book_fixture.h"
@@ -46,7 +46,7 @@ protected:
         Texts played;
         const MoveEntry* entry = EntryAt(root.quiet_head);
         for (std::uint32_t i = 0; i < count; ++i, entry = NextEntry(*entry)) {
-            played.push_back(Coordinates(Plain(entry->move)));
+            played.push_back(CoordinateText(Plain(entry->move)));
         }
         ReleaseMoves(root);
         return played;

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <map>
 
-#include "apps/cli/notation.h"
+#include "apps/text/moves.h"
 #include "book/book_fixture.h"
 #include "book/learn.h"
 #include "book/select.h"
@@ -48,7 +48,7 @@ protected:
         std::vector<std::string> chosen;
         const MoveEntry* entry = EntryAt(root.quiet_head);
         for (std::uint32_t i = 0; i < count; ++i, entry = NextEntry(*entry)) {
-            chosen.push_back(Coordinates(entry->move) + " " +
+            chosen.push_back(CoordinateText(entry->move) + " " +
                              std::to_string(RootResult(*entry).score));
         }
         EXPECT_EQ(MovesOf(root.quiet_head).size(), static_cast<std::size_t>(root.count));

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 
-#include "apps/cli/notation.h"
 #include "apps/cli/positions.h"
 #include "apps/makers/tables/position_values.h"
 #include "apps/makers/tables/table_file.h"
@@ -58,7 +57,7 @@ protected:
                 ASSERT_EQ(ComputeMove(&line), StatusOk);
                 ClearFlags(FlagBusy);
                 ASSERT_GT(line.vlen, 0);
-                text = EntryText(Coordinates(line.bstvar[0]));
+                text = EntryText(CoordinateText(line.bstvar[0]));
                 if (!legal_moves) RebuildLegalMoves();
             } else {
                 text = BestDefence(random);

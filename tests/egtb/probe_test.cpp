@@ -9,9 +9,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "apps/cli/notation.h"
 #include "apps/cli/positions.h"
 #include "apps/makers/set_up.h"
+#include "apps/text/moves.h"
 #include "board/make.h"
 #include "board/position.h"
 #include "egtb/nalimov/lengths.h"
@@ -318,7 +318,7 @@ TEST_F(ProbeTest, TheSearchPlaysTheLongestMate) {
         const Move best = Plain(line.bstvar[0]);
         if (!legal_moves) RebuildLegalMoves();
         MOVES made;
-        ASSERT_EQ(DoMove(Coordinates(best).c_str(), &made), StatusOk);
+        ASSERT_EQ(DoMove(CoordinateText(best).c_str(), &made), StatusOk);
         ++plies;
     }
     EXPECT_EQ(plies, 31);

@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "apps/text/fen.h"
-#include "apps/text/game_text.h"
 #include "apps/text/pgn.h"
+#include "apps/text/san.h"
 #include "torval/apartment.h"
 #include "torval/library.h"
 

@@ -9,8 +9,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "apps/cli/notation.h"
 #include "apps/makers/tables/generator.h"
+#include "apps/text/moves.h"
 #include "board/attack.h"
 #include "egtb/thompson/thompson.h"
 #include "platform/disk_file.h"
@@ -80,13 +80,13 @@ protected:
         notification_sink.output_main_var = [](const MAINVAR& line) {
             SentLine sent = {.depth = line.depth, .score = line.score, .moves = {}};
             for (int i = 0; i < line.vlen; ++i) {
-                sent.moves += (i ? " " : "") + Coordinates(Plain(line.bstvar[i]));
+                sent.moves += (i ? " " : "") + CoordinateText(Plain(line.bstvar[i]));
             }
             if (line.iCommand == 1) sent_lines.push_back(sent);
         };
         notification_sink.output_next_move = [](int depth, int moves_to_go, EVAR move) {
             if (depth != 99) return;
-            sent_moves.push_back(std::to_string(moves_to_go) + " " + Coordinates(Plain(move)));
+            sent_moves.push_back(std::to_string(moves_to_go) + " " + CoordinateText(Plain(move)));
             if (static_cast<int>(sent_moves.size()) == stop_at_move) SetFlag(stop_by);
         };
         notification_sink.output_msg = [](int id, int p1, int p2, const char* text) {
@@ -220,7 +220,7 @@ TEST_F(RootDatabaseTest, PlaysTheLongestMateByARookInItsSixteenMoves) {
         const int left = 16 - white_moves;
         EXPECT_EQ(record.score, white ? 10000 - 2 * left : 1 - (10000 - 2 * (left - 1))) << record;
         MOVES result;
-        const std::string move = Coordinates(Plain(think_controller.line.bstvar[0]));
+        const std::string move = CoordinateText(Plain(think_controller.line.bstvar[0]));
         ASSERT_EQ(DoMove(move.c_str(), &result), StatusOk) << move;
     }
     EXPECT_EQ(white_moves, 16);
@@ -247,7 +247,7 @@ TEST_F(RootDatabaseTest, FastestMovesAreAllCandidatesInRandomOrder) {
         ASSERT_EQ(next_best_list.count, 3);
         std::vector<std::string> chosen;
         for (int i = 0; i < 3; ++i) {
-            chosen.push_back(Coordinates(next_best_list.moves[static_cast<unsigned>(i)]));
+            chosen.push_back(CoordinateText(next_best_list.moves[static_cast<unsigned>(i)]));
             EXPECT_EQ(next_best_list.scores[static_cast<unsigned>(i)], 9996);
         }
         first_moves.insert(chosen[0]);

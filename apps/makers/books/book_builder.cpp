@@ -9,7 +9,7 @@
 #include <queue>
 #include <stdexcept>
 
-#include "apps/makers/books/san.h"
+#include "apps/makers/books/find_san.h"
 #include "apps/text/fen.h"
 #include "apps/text/text.h"
 #include "board/make.h"
@@ -72,7 +72,7 @@ std::optional<std::string> SetUpBoard(std::string_view fen) {
     if (LoadPosition(parsed->board) != StatusOk) return "FEN: no position to play from";
     Move move;
     if (!parsed->double_step.empty()) {
-        if (ReadSan(parsed->double_step, &move) != Reading::Found) {
+        if (FindSan(parsed->double_step, &move) != Reading::Found) {
             return "FEN: en passant square: " + parsed->double_step + " cannot be played";
         }
         MakeMove(move);
@@ -197,7 +197,7 @@ std::optional<std::string> BookBuilder::AddGame(std::string_view fen,
     for (const std::string_view text : moves) {
         if (game_.size() == kMostBookPlies) break;
         Move move;
-        const Reading reading = ReadSan(text, &move);
+        const Reading reading = FindSan(text, &move);
         if (reading != Reading::Found) {
             return "move " + std::to_string(game_.size() + 1) + " " + Quote(text) + " " +
                    ReadingProblem(reading);

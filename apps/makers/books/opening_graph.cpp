@@ -7,7 +7,7 @@
 #include <tuple>
 #include <unordered_map>
 
-#include "apps/makers/books/san.h"
+#include "apps/makers/books/find_san.h"
 #include "apps/text/text.h"
 #include "board/legality.h"
 #include "board/make.h"
@@ -33,7 +33,7 @@ void Play(Move move) {
 
 Move ReadMove(std::string_view text, std::string_view line) {
     Move move;
-    const Reading reading = ReadSan(text, &move);
+    const Reading reading = FindSan(text, &move);
     if (reading != Reading::Found) Fail(line, Quote(text) + " " + ReadingProblem(reading));
     return Plain(move);
 }

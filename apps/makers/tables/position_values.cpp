@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "apps/makers/tables/table_file.h"
+#include "apps/text/san.h"
 #include "apps/text/text.h"
 #include "board/piece.h"
 #include "egtb/nalimov/probe.h"
@@ -17,11 +18,6 @@ namespace {
 
 /// A piece byte without the attack marks that the engine adds.
 constexpr unsigned kCodeBits = 31;
-constexpr const char* kLetters = "  NBRQK";
-
-std::string SquareName(int square) {
-    return {static_cast<char>('a' + square % 8), static_cast<char>('1' + square / 8)};
-}
 
 unsigned TypeAt(const SmallBoard::Men& men, int square) {
     if (men.king == square) return King;
@@ -47,34 +43,23 @@ std::vector<Reply> RepliesOf(const SmallBoard& board) {
 std::string MoveName(const SmallBoard& board, const Reply& reply, const std::vector<Reply>& all) {
     const SmallBoard::Men& men = board.side[board.to_move];
     const SmallMove& move = reply.move;
-    const unsigned type = TypeAt(men, move.from);
-    const bool takes =
-        reply.after.side[1U - board.to_move].count < board.side[1U - board.to_move].count;
-    std::string text;
-    if (type == Pawn) {
-        if (takes) text += SquareName(move.from)[0];
-    } else {
-        bool others = false;
-        bool same_file = false;
-        bool same_rank = false;
-        for (const Reply& other : all) {
-            if (other.move.to != move.to || other.move.from == move.from) continue;
-            if (TypeAt(men, other.move.from) != type) continue;
-            others = true;
-            same_file |= other.move.from % 8 == move.from % 8;
-            same_rank |= other.move.from / 8 == move.from / 8;
-        }
-        text += kLetters[type];
-        if (others && (!same_file || same_rank)) text += SquareName(move.from)[0];
-        if (same_file) text += SquareName(move.from)[1];
+    const unsigned them = 1U - board.to_move;
+    SanMove san = {.type = static_cast<int>(TypeAt(men, move.from)),
+                   .from = SquareAt(move.from),
+                   .to = SquareAt(move.to),
+                   .takes = reply.after.side[them].count < board.side[them].count,
+                   .promotion = move.promotion};
+    std::vector<std::uint8_t> others;
+    for (const Reply& other : all) {
+        if (other.move.to != move.to || other.move.from == move.from) continue;
+        if (static_cast<int>(TypeAt(men, other.move.from)) != san.type) continue;
+        others.push_back(SquareAt(other.move.from));
     }
-    if (takes) text += 'x';
-    text += SquareName(move.to);
-    if (move.promotion != NoType) text.append("=").append(1, kLetters[move.promotion]);
+    san.TellFrom(others);
     if (reply.after.InCheck(reply.after.to_move)) {
-        text += RepliesOf(reply.after).empty() ? '#' : '+';
+        san.sign = RepliesOf(reply.after).empty() ? SanSign::Mate : SanSign::Check;
     }
-    return text;
+    return WriteSan(san);
 }
 
 }  // namespace
