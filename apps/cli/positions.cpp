@@ -8,6 +8,7 @@
 #include "apps/host/databases.h"
 #include "apps/makers/set_up.h"
 #include "apps/makers/tables/directories.h"
+#include "apps/text/moves.h"
 #include "apps/text/progress.h"
 #include "apps/text/text.h"
 #include "board/move_text.h"
@@ -26,22 +27,6 @@ namespace {
 
 constexpr const char* kStandardInput = "-";
 
-bool IsSquare(std::string_view text) {
-    return text.size() == 2 && text[0] >= 'a' && text[0] <= 'h' && text[1] >= '1' && text[1] <= '8';
-}
-
-/// The move as the engine's reader takes it. It reads a lower-case b as a file, so a promotion in
-/// coordinates gets its piece letter in upper case.
-std::string ReadableMove(std::string_view word) {
-    constexpr std::size_t kWithPromotion = 5;
-    std::string text(word);
-    if (text.size() == kWithPromotion && IsSquare(word.substr(0, 2)) &&
-        IsSquare(word.substr(2, 2)) && text.back() == 'b') {
-        text.back() = 'B';
-    }
-    return text;
-}
-
 std::string MoveProblem(Status status, std::string_view word, std::size_t number) {
     const std::string name = "move " + std::to_string(number) + " " + Quote(word);
     switch (status) {
@@ -58,7 +43,7 @@ void EnterMoves(std::string_view text) {
     for (const std::string_view word : SplitWords(text)) {
         ++number;
         MOVES made;
-        const Status status = DoMove(ReadableMove(word).c_str(), &made);
+        const Status status = DoMove(EntryText(word).c_str(), &made);
         if (status != StatusOk) throw InputError("--moves: " + MoveProblem(status, word, number));
     }
 }
@@ -184,7 +169,7 @@ std::vector<Move> ReadLegalMoves(std::string_view text) {
     std::size_t number = 0;
     for (const std::string_view word : SplitWords(text)) {
         ++number;
-        const int found = ParseMoveText(legal_moves, ReadableMove(word).c_str());
+        const int found = ParseMoveText(legal_moves, EntryText(word).c_str());
         if (found != 1) {
             const Status status = found < 0    ? StatusBadText
                                   : found == 0 ? StatusNoMove

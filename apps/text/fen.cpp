@@ -25,7 +25,6 @@ constexpr std::size_t kNeededFields = 4;
 constexpr std::string_view kTypeLetters = " pnbrqk";
 constexpr std::array<const char*, 2> kSideNames = {"White", "Black"};
 
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // Side codes and types of the engine's records.

@@ -1,5 +1,7 @@
 #include "apps/text/moves.h"
 
+#include "apps/text/text.h"
+
 namespace torval {
 
 namespace {
@@ -9,7 +11,6 @@ constexpr std::string_view kPromotionLetters = "nbrq";
 constexpr std::uint8_t kSquareBits = 0x77;
 constexpr std::uint8_t kPromotionBits = 0x70;
 
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 char Upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
 bool IsSquare(char file, char rank) {
@@ -41,9 +42,9 @@ bool IsCoordinateText(std::string_view text) {
     return text.size() == 4 || kPromotionLetters.find(Lower(text[4])) != text.npos;
 }
 
-std::string EntryText(std::string_view coordinates) {
-    std::string text(coordinates);
-    if (text.size() == 5) text[4] = Upper(text[4]);
+std::string EntryText(std::string_view move) {
+    std::string text(move);
+    if (IsCoordinateText(move) && text.size() == 5) text[4] = Upper(text[4]);
     return text;
 }
 

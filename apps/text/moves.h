@@ -22,8 +22,8 @@ bool SameMove(const EVAR& one, const EVAR& other);
 /// Whether the text has the form of coordinates: two squares and perhaps a piece to promote to.
 bool IsCoordinateText(std::string_view text);
 
-/// What DoMove takes for coordinates: the promotion letter in upper case, since a small b could be
-/// a file.
-std::string EntryText(std::string_view coordinates);
+/// What DoMove takes for a move: the promotion letter of coordinates in upper case, since a small b
+/// could be a file. Any other text is left as it is.
+std::string EntryText(std::string_view move);
 
 }  // namespace torval

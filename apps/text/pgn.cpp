@@ -4,6 +4,7 @@
 #include <array>
 
 #include "apps/text/moves.h"
+#include "apps/text/pgn_tokens.h"
 #include "apps/text/text.h"
 
 namespace torval {
@@ -16,11 +17,7 @@ constexpr std::array<std::pair<const char*, const char*>, 6> kRoster = {{{"Event
                                                                          {"Round", "?"},
                                                                          {"White", "?"},
                                                                          {"Black", "?"}}};
-constexpr std::array<std::string_view, 4> kResults = {"1-0", "0-1", "1/2-1/2", "*"};
 constexpr HRESULT kAmbiguous = 9;
-
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v'; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 std::string TagLine(std::string_view name, std::string_view value) {
     std::string line = "[" + std::string(name) + " \"";
@@ -49,22 +46,22 @@ std::size_t FirstPly(std::string_view fen) {
     return 2 * static_cast<std::size_t>(number - 1) + (black ? 1 : 0);
 }
 
-/// Walks through the text of one game.
+/// Reads one game.
 class Reader {
 public:
-    explicit Reader(std::string_view text) : text_(text) {
-        if (text_.starts_with("\xEF\xBB\xBF")) at_ = 3;
-    }
+    explicit Reader(std::string_view text) : tokens_(text) {}
 
     bool Read(PgnGame* game) {
-        while (message_.empty() && SkipBlanks()) {
-            const char c = text_[at_];
-            if (c == '[' && !in_moves_) {
+        using Token = PgnTokens::Token;
+        for (bool ended = false; message_.empty() && !ended;) {
+            const Token token = tokens_.Next();
+            if (token == Token::End) break;
+            if (token != Token::Tag) {
+                ended = ReadMoveText(token, game);
+            } else if (in_moves_) {
+                ended = true;  // the next game's tags: this one came without a result
+            } else {
                 ReadTag(game);
-            } else if (c == '[') {
-                break;  // the next game's tags: this one came without a result
-            } else if (ReadMoveText(game)) {
-                break;
             }
         }
         if (message_.empty() && game->moves.empty() && game->tags.empty() && game->fen.empty() &&
@@ -77,110 +74,90 @@ public:
     const std::string& message() const { return message_; }
 
 private:
-    /// Goes to the next thing that is no blank and no line for other programs; false at the end.
-    bool SkipBlanks() {
-        for (; at_ < text_.size(); ++at_) {
-            const bool line_start = at_ == 0 || text_[at_ - 1] == '\n';
-            if (line_start && text_[at_] == '%') {
-                SkipLine();
-            } else if (!IsBlank(text_[at_])) {
-                return true;
-            }
-        }
-        return false;
+    bool InLine() { return tokens_.Peek() != PgnTokens::kEnd && tokens_.Peek() != '\n'; }
+    char TakeCharacter() {
+        const auto c = static_cast<char>(tokens_.Peek());
+        line_ += c;
+        tokens_.Take();
+        return c;
+    }
+    void SkipBlanksOfLine() {
+        while (InLine() && PgnTokens::IsBlank(tokens_.Peek())) TakeCharacter();
     }
 
-    /// Stops on the line end, or on the last byte.
-    void SkipLine() { at_ = std::min(text_.find('\n', at_), text_.size() - 1); }
-
+    /// A tag, which stands on one line; more tags or moves may follow there.
     void ReadTag(PgnGame* game) {
-        const std::size_t end = text_.find('\n', at_);
-        const std::string_view line = text_.substr(at_, end - at_);
-        std::size_t i = 1;
-        while (i < line.size() && IsBlank(line[i])) ++i;
-        const std::size_t name_begin = i;
-        while (i < line.size() && !IsBlank(line[i]) && line[i] != '"') ++i;
-        const std::string name(line.substr(name_begin, i - name_begin));
-        while (i < line.size() && IsBlank(line[i])) ++i;
+        line_.clear();
+        TakeCharacter();
+        SkipBlanksOfLine();
+        std::string name;
+        while (InLine() && !PgnTokens::IsBlank(tokens_.Peek()) && tokens_.Peek() != '"') {
+            name += TakeCharacter();
+        }
+        SkipBlanksOfLine();
         std::string value;
         bool closed = false;
-        if (i < line.size() && line[i] == '"') {
-            for (++i; i < line.size() && !closed; ++i) {
-                if (line[i] == '"') {
-                    closed = true;
-                } else {
-                    if (line[i] == '\\' && i + 1 < line.size()) ++i;
-                    value += line[i];
-                }
+        if (tokens_.Peek() == '"') {
+            TakeCharacter();
+            while (InLine() && !closed) {
+                char c = TakeCharacter();
+                closed = c == '"';
+                if (c == '\\' && InLine()) c = TakeCharacter();
+                if (!closed) value += c;
             }
         }
-        while (i < line.size() && IsBlank(line[i])) ++i;
-        if (!closed || name.empty() || i >= line.size() || line[i] != ']') {
-            message_ = "tag " + Quote(line) + " cannot be read";
+        SkipBlanksOfLine();
+        if (!closed || name.empty() || tokens_.Peek() != ']') {
+            while (InLine()) TakeCharacter();
+            message_ = "tag " + Quote(line_) + " cannot be read";
             return;
         }
-        at_ += i + 1;
+        tokens_.Take();
         if (name == "FEN") {
             game->fen = value;
         } else if (name == "Result") {
-            if (std::ranges::find(kResults, value) != kResults.end()) game->result = value;
+            if (IsPgnResult(value)) game->result = value;
         } else if (name != "SetUp") {
             game->tags.emplace_back(name, value);
         }
     }
 
     /// One thing among the moves. True when it ends the game.
-    bool ReadMoveText(PgnGame* game) {
+    bool ReadMoveText(PgnTokens::Token token, PgnGame* game) {
+        using Token = PgnTokens::Token;
         in_moves_ = true;
-        switch (text_[at_]) {
-            case '{': return !SkipComment();
-            case ';': SkipLine(), ++at_; return false;
-            case '(': ++depth_, ++at_; return false;
-            case ')':
+        switch (token) {
+            case Token::Comment:
+                if (!tokens_.SkipComment()) message_ = "a comment has no end";
+                return false;
+            case Token::LineComment: tokens_.SkipLine(); return false;
+            case Token::VariationBegins: ++depth_, tokens_.Take(); return false;
+            case Token::VariationEnds:
                 if (depth_ == 0) {
                     message_ = "a variation ends that has not begun";
-                    return true;
+                } else {
+                    --depth_, tokens_.Take();
                 }
-                --depth_, ++at_;
                 return false;
             default: return ReadWord(game);
         }
     }
 
-    bool SkipComment() {
-        const std::size_t end = text_.find('}', at_);
-        if (end == text_.npos) {
-            message_ = "a comment has no end";
-            return false;
-        }
-        at_ = end + 1;
-        return true;
-    }
-
     bool ReadWord(PgnGame* game) {
-        constexpr std::string_view kEnds = " \t\r\n\v{}();[]";
-        const std::size_t end = std::min(text_.find_first_of(kEnds, at_ + 1), text_.size());
-        std::string_view word = text_.substr(at_, end - at_);
-        at_ = end;
+        const std::string_view word = tokens_.TakeWord();
         if (depth_ > 0) return false;
-        if (std::ranges::find(kResults, word) != kResults.end()) {
+        if (IsPgnResult(word)) {
             game->result = word;
             return true;
         }
-        // "12.e4" and "12..." begin with a number; "0-0" does not.
-        const std::size_t digits =
-            static_cast<std::size_t>(std::ranges::find_if_not(word, IsDigit) - word.begin());
-        if (digits == word.size()) return false;
-        if (digits > 0 && word[digits] == '.') word.remove_prefix(digits);
-        while (word.starts_with('.')) word.remove_prefix(1);
-        while (word.ends_with('!') || word.ends_with('?')) word.remove_suffix(1);
-        if (word.empty() || word[0] == '$' || word == "e.p.") return false;
-        game->moves.emplace_back(word);
+        if (const std::string_view move = PgnMove(word); !move.empty()) {
+            game->moves.emplace_back(move);
+        }
         return false;
     }
 
-    std::string_view text_;
-    std::size_t at_ = 0;
+    PgnTokens tokens_;
+    std::string line_;  ///< of the tag, as far as it is read
     int depth_ = 0;
     bool in_moves_ = false;
     std::string message_;

@@ -17,6 +17,9 @@ std::string JoinWords(const std::vector<std::string>& words);
 /// anything else.
 bool ReadNumber(std::string_view word, int least, int most, int* number);
 
+/// The small letter of a capital A to Z, else the character itself.
+constexpr char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
 /// Whether this answers a question with yes.
 bool IsYes(std::string_view answer);
 

@@ -80,8 +80,6 @@ constexpr std::uint32_t kUseUserBook = 2;
 
 constexpr const char* kTooLate = " would have to be set before the first position or go";
 
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 bool SameName(std::string_view one, std::string_view other) {
     return std::ranges::equal(one, other, {}, Lower, Lower);
 }

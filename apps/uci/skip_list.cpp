@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "apps/text/moves.h"
+#include "apps/text/text.h"
 
 namespace torval {
 
@@ -16,8 +17,6 @@ std::uint8_t ColourBit(int side) { return side == 0 ? 16 : 8; }
 std::uint8_t MoveSquare(int index) {
     return static_cast<std::uint8_t>(16 * (index / 8) + index % 8);
 }
-
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 }  // namespace
 

@@ -76,7 +76,7 @@ std::string RandomGames(TestRandom* random, int games, int plies, char version, 
             ++counts[2];
             if (ply % 2 == 0) pgn += std::to_string(ply / 2 + 1) + ".";
             pgn += Algebraic(entry->move);
-            pgn += random->Below(9) == 0 ? "!? $3 {x} (1. Zz (2. q) {)}) ;y\n" : "\n";
+            pgn += random->Below(9) == 0 ? "!? $3 {x} (1. Zz (2. q)\n% ))\n{)}) ;y\n" : "\n";
             Move made;
             entry->move = Plain(entry->move);
             if (MakeGameMove(entry, &made) != OutcomeGoesOn) break;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <optional>
 
 #include "apps/text/text.h"
@@ -11,25 +10,12 @@ namespace torval {
 
 namespace {
 
-constexpr std::size_t kBufferSize = std::size_t{1} << 18;
 constexpr std::size_t kLongestTag = 255;
-constexpr std::size_t kLongestWord = 32;
 
-bool IsBlank(int c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
-}
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-bool EndsWord(int c) {
-    return c < 0 || IsBlank(c) || c == '{' || c == '}' || c == '(' || c == ')' || c == ';' ||
-           c == '[' || c == ']';
-}
-
-std::optional<GameResult> ResultOf(std::string_view word) {
+/// A draw and an unknown result are Other.
+GameResult ResultOf(std::string_view word) {
     if (word == "1-0") return GameResult::White;
-    if (word == "0-1") return GameResult::Black;
-    if (word == "1/2-1/2" || word == "*") return GameResult::Other;
-    return std::nullopt;
+    return word == "0-1" ? GameResult::Black : GameResult::Other;
 }
 
 void Complain(StreamedGame* game, const std::string& what) {
@@ -71,39 +57,10 @@ int Rating(std::string_view text) {
 }  // namespace
 
 GameStream::GameStream(std::istream& in, Shape shape, std::size_t most_moves)
-    : in_(in), shape_(shape), most_moves_(most_moves), buffer_(kBufferSize) {
-    if (ComesNext("\xEF\xBB\xBF")) at_ += 3;
-    is_utf16_ = LooksLikeUtf16({buffer_.data(), end_});
-}
-
-bool GameStream::Refill() {
-    // What is left moves to the front, so that ComesNext can look ahead.
-    std::memmove(buffer_.data(), buffer_.data() + at_, end_ - at_);
-    end_ -= at_;
-    at_ = 0;
-    if (!in_) return false;
-    in_.read(buffer_.data() + end_, static_cast<std::streamsize>(buffer_.size() - end_));
-    const auto count = static_cast<std::size_t>(in_.gcount());
-    bytes_read_ += count;
-    end_ += count;
-    return count > 0;
-}
-
-void GameStream::Take() {
-    if (buffer_[at_++] == '\n') {
-        ++line_;
-        column_ = 0;
-    } else {
-        ++column_;
-    }
-}
-
-bool GameStream::ComesNext(std::string_view text) {
-    while (end_ - at_ < text.size()) {
-        if (!Refill()) return false;
-    }
-    return std::string_view(buffer_.data() + at_, text.size()) == text;
-}
+    : tokens_(in, shape == Shape::Pgn ? '%' : '#'),
+      shape_(shape),
+      most_moves_(most_moves),
+      is_utf16_(LooksLikeUtf16(tokens_.Buffered())) {}
 
 bool GameStream::Next(StreamedGame* game) {
     do {
@@ -127,8 +84,8 @@ bool GameStream::ReadGame(StreamedGame* game) {
     game->text.clear();
     game->error.clear();
     ends_.clear();
-    if (!SkipBlanks()) return false;
-    game->line = line_;
+    if (!tokens_.SkipBlanks()) return false;
+    game->line = tokens_.Line();
     if (shape_ == Shape::Pgn) {
         ReadPgnGame(game);
     } else {
@@ -137,142 +94,111 @@ bool GameStream::ReadGame(StreamedGame* game) {
     return true;
 }
 
-bool GameStream::SkipBlanks() {
-    const int line_comment = shape_ == Shape::Pgn ? '%' : '#';
-    for (;;) {
-        const int c = Peek();
-        if (c == kEnd) return false;
-        if (AtLineStart() && c == line_comment) {
-            SkipLine();
-        } else if (IsBlank(c)) {
-            Take();
-        } else {
-            return true;
-        }
-    }
-}
-
-void GameStream::SkipLine() {
-    while (Peek() != kEnd && Peek() != '\n') Take();
-}
-
 void GameStream::ReadPgnGame(StreamedGame* game) {
+    using Token = PgnTokens::Token;
     bool in_moves = false;
-    while (SkipBlanks()) {
-        const int c = Peek();
-        if (c == '[') {
-            // The next game's tags: this one came without a result.
-            if (in_moves) return;
-            something_read_ = true;
-            ReadTag(game);
-            continue;
-        }
-        if (c == '{') {
-            SkipComment(game);
-        } else if (c == ';') {
-            SkipLine();
-        } else if (c == '(') {
-            in_moves = true;
-            SkipVariations(game);
-        } else if (c == ')' || c == '}' || c == ']') {
-            Complain(game, std::string("a '") + static_cast<char>(c) + "' closes nothing");
-            Take();
-        } else {
-            in_moves = true;
-            if (AddWord(ReadWord(), game)) return;
+    for (;;) {
+        switch (tokens_.Next()) {
+            case Token::End: return;
+            case Token::Tag:
+                // The next game's tags: this one came without a result.
+                if (in_moves) return;
+                something_read_ = true;
+                ReadTag(game);
+                break;
+            case Token::Comment: SkipComment(game); break;
+            case Token::LineComment: tokens_.SkipLine(); break;
+            case Token::VariationBegins:
+                in_moves = true;
+                SkipVariations(game);
+                break;
+            case Token::VariationEnds:
+            case Token::Stray:
+                Complain(
+                    game,
+                    std::string("a '") + static_cast<char>(tokens_.Peek()) + "' closes nothing");
+                tokens_.Take();
+                break;
+            case Token::Word:
+                in_moves = true;
+                if (ReadWord(game)) return;
+                break;
         }
     }
 }
 
 void GameStream::ReadLineGame(StreamedGame* game) {
     for (;;) {
-        int c = Peek();
-        while (c != '\n' && IsBlank(c)) {
-            Take();
-            c = Peek();
+        int c = tokens_.Peek();
+        while (c != '\n' && PgnTokens::IsBlank(c)) {
+            tokens_.Take();
+            c = tokens_.Peek();
         }
-        if (c == kEnd || c == '\n') return;
-        if (EndsWord(c)) {
+        if (c == PgnTokens::kEnd || c == '\n') return;
+        if (PgnTokens::EndsWord(c)) {
             Complain(game, Quote(std::string(1, static_cast<char>(c))) + " is no move");
-            SkipLine();
-        } else if (AddWord(ReadWord(), game)) {
-            SkipLine();
+            tokens_.SkipLine();
+        } else if (ReadWord(game)) {
+            tokens_.SkipLine();
         }
     }
 }
 
 void GameStream::ReadTag(StreamedGame* game) {
-    word_.clear();
-    for (int c = Peek(); c != kEnd && c != '\n'; c = Peek()) {
-        if (word_.size() < kLongestTag) word_ += static_cast<char>(c);
-        Take();
+    tag_.clear();
+    for (int c = tokens_.Peek(); c != PgnTokens::kEnd && c != '\n'; c = tokens_.Peek()) {
+        if (tag_.size() < kLongestTag) tag_ += static_cast<char>(c);
+        tokens_.Take();
     }
-    const bool wanted = word_.starts_with("[FEN ") || word_.starts_with("[Result ") ||
-                        word_.starts_with("[WhiteElo ") || word_.starts_with("[BlackElo ");
+    const bool wanted = tag_.starts_with("[FEN ") || tag_.starts_with("[Result ") ||
+                        tag_.starts_with("[WhiteElo ") || tag_.starts_with("[BlackElo ");
     if (!wanted) return;
-    const std::optional<std::string> value = TagValue(word_);
+    const std::optional<std::string> value = TagValue(tag_);
     if (!value) {
-        Complain(game, "tag " + Quote(word_) + " cannot be read");
-    } else if (word_[1] == 'F') {
+        Complain(game, "tag " + Quote(tag_) + " cannot be read");
+    } else if (tag_[1] == 'F') {
         game->fen = *value;
-    } else if (word_[1] == 'R') {
-        game->result = ResultOf(*value).value_or(GameResult::Other);
+    } else if (tag_[1] == 'R') {
+        game->result = ResultOf(*value);
     } else {
-        (word_[1] == 'W' ? game->white_elo : game->black_elo) = Rating(*value);
+        (tag_[1] == 'W' ? game->white_elo : game->black_elo) = Rating(*value);
     }
 }
 
 void GameStream::SkipComment(StreamedGame* game) {
-    for (;;) {
-        Take();
-        if (Peek() == '}') return Take();
-        if (Peek() == kEnd || AtNextGame()) return Complain(game, "a comment has no end");
-    }
+    if (!tokens_.SkipComment()) Complain(game, "a comment has no end");
 }
 
 void GameStream::SkipVariations(StreamedGame* game) {
+    using Token = PgnTokens::Token;
     for (std::size_t depth = 0;;) {
-        const int c = Peek();
-        if (c == kEnd || AtNextGame()) return Complain(game, "a variation has no end");
-        if (c == '{') {
-            SkipComment(game);
-        } else if (c == ';') {
-            SkipLine();
-        } else {
-            Take();
-            if (c == '(') ++depth;
-            if (c == ')' && --depth == 0) return;
+        const Token token = tokens_.Next();
+        if (token == Token::End || tokens_.AtNextGame()) {
+            return Complain(game, "a variation has no end");
         }
+        switch (token) {
+            case Token::Comment: SkipComment(game); break;
+            case Token::LineComment: tokens_.SkipLine(); break;
+            case Token::Word: tokens_.TakeWord(); break;
+            default: tokens_.Take();
+        }
+        if (token == Token::VariationBegins) ++depth;
+        if (token == Token::VariationEnds && --depth == 0) return;
     }
 }
 
-std::string_view GameStream::ReadWord() {
+bool GameStream::ReadWord(StreamedGame* game) {
     something_read_ = true;
-    word_.clear();
-    do {
-        // What is longer is no move however it goes on.
-        if (word_.size() < kLongestWord) word_ += static_cast<char>(Peek());
-        Take();
-    } while (!EndsWord(Peek()));
-    return word_;
-}
-
-bool GameStream::AddWord(std::string_view word, StreamedGame* game) {
-    if (const auto result = ResultOf(word)) {
-        game->result = *result;
+    const std::string_view word = tokens_.TakeWord();
+    if (IsPgnResult(word)) {
+        game->result = ResultOf(word);
         return true;
     }
     if (ends_.size() >= most_moves_) return false;
-    // "12.e4" and "12..." begin with a number; "0-0" does not.
-    const auto digits =
-        static_cast<std::size_t>(std::ranges::find_if_not(word, IsDigit) - word.begin());
-    if (digits == word.size()) return false;
-    if (digits > 0 && word[digits] == '.') word.remove_prefix(digits);
-    while (word.starts_with('.')) word.remove_prefix(1);
-    while (word.ends_with('!') || word.ends_with('?')) word.remove_suffix(1);
-    if (word.empty() || word[0] == '$' || word == "e.p.") return false;
-    game->text += word;
-    ends_.push_back(game->text.size());
+    if (const std::string_view move = PgnMove(word); !move.empty()) {
+        game->text += move;
+        ends_.push_back(game->text.size());
+    }
     return false;
 }
 

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/text/pgn_tokens.h"
 #include "book/book_edit.h"
 
 namespace torval {
@@ -42,44 +43,25 @@ public:
     /// False at the end.
     bool Next(StreamedGame* game);
 
-    std::uint64_t BytesRead() const { return bytes_read_; }
+    std::uint64_t BytesRead() const { return tokens_.BytesRead(); }
 
 private:
-    static constexpr int kEnd = -1;
-
-    int Peek() { return at_ < end_ || Refill() ? static_cast<unsigned char>(buffer_[at_]) : kEnd; }
-    void Take();
-    bool Refill();
-    /// Whether this text comes next; false too when less than it is left.
-    bool ComesNext(std::string_view text);
-    bool AtLineStart() const { return column_ == 0; }
-    bool AtNextGame() { return AtLineStart() && Peek() == '[' && ComesNext("[Event "); }
-
     /// The next game, or what a comment behind the last one leaves: nothing.
     bool ReadGame(StreamedGame* game);
     void ReadPgnGame(StreamedGame* game);
     void ReadLineGame(StreamedGame* game);
-    bool SkipBlanks();
-    void SkipLine();
     void ReadTag(StreamedGame* game);
     void SkipComment(StreamedGame* game);
     void SkipVariations(StreamedGame* game);
-    std::string_view ReadWord();
-    /// Adds a word of the moves. True: it was a result.
-    bool AddWord(std::string_view word, StreamedGame* game);
+    /// Takes a word of the moves. True: it was a result.
+    bool ReadWord(StreamedGame* game);
 
-    std::istream& in_;
+    PgnTokens tokens_;
     const Shape shape_;
     const std::size_t most_moves_;
-    std::vector<char> buffer_;
-    std::size_t at_ = 0;
-    std::size_t end_ = 0;
-    std::uint64_t bytes_read_ = 0;
-    std::size_t line_ = 1;
-    std::size_t column_ = 0;
-    bool is_utf16_ = false;
+    const bool is_utf16_;
     bool something_read_ = false;  ///< a tag or a word of the game
-    std::string word_;
+    std::string tag_;
     std::vector<std::size_t> ends_;  ///< of the game's moves in its text
 };
 
