@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "apps/text/moves.h"
+#include "torval/en_passant.h"
 
 namespace torval {
 
@@ -17,16 +18,8 @@ constexpr std::uint8_t kPromotion = 0x70;
 constexpr std::uint8_t kBlack = 8;
 
 int IndexOf(int rank, int file) { return 8 * rank + file; }
-int RankOf(std::uint8_t square) { return square >> 4 & 7; }
-int FileOf(std::uint8_t square) { return square & 7; }
 int PromotionOf(const EVAR& move) {
     return move.flags & kCastling ? 0 : (move.flags & kPromotion) >> 4;
-}
-
-/// Whether the board has this kind of man of the side to move there.
-bool HasOwn(const CHSBRD& board, int rank, int file, int type) {
-    const std::uint8_t code = board.board[IndexOf(rank, file)];
-    return (code & 7) == type && ((code & kBlack) != 0) == (board.color != 0);
 }
 
 std::string FenBoard(const CHSBRD& board) {
@@ -60,18 +53,6 @@ std::string FenCastling(std::uint8_t lost) {
     return text.empty() ? "-" : text;
 }
 
-std::string FenEnPassant(const CHSBRD& board, const EVAR* last) {
-    if (!last || (last->flags & (kCastling | kPromotion)) || (last->flags & 7) != kPawn) return "-";
-    const int from = RankOf(last->from);
-    const int to = RankOf(last->to);
-    const int file = FileOf(last->to);
-    if (std::abs(from - to) != 2) return "-";
-    const bool left = file > 0 && HasOwn(board, to, file - 1, kPawn);
-    const bool right = file < 7 && HasOwn(board, to, file + 1, kPawn);
-    if (!left && !right) return "-";
-    return SquareText(static_cast<std::uint8_t>(16 * ((from + to) / 2) + file));
-}
-
 }  // namespace
 
 MoveCounts CountsAfter(const EVAR& move, const CHSBRD& before, MoveCounts counts) {
@@ -82,8 +63,9 @@ MoveCounts CountsAfter(const EVAR& move, const CHSBRD& before, MoveCounts counts
 }
 
 std::string FenText(const CHSBRD& board, const EVAR* last, MoveCounts counts) {
+    const auto passed = last ? EnPassantSquare(*last, board) : std::nullopt;
     return FenBoard(board) + (board.color == 0 ? " w " : " b ") + FenCastling(board.castle) + " " +
-           FenEnPassant(board, last) + " " + std::to_string(counts.half_moves) + " " +
+           (passed ? SquareText(*passed) : "-") + " " + std::to_string(counts.half_moves) + " " +
            std::to_string(counts.move_number);
 }
 

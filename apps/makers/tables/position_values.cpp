@@ -11,6 +11,7 @@
 #include "egtb/nalimov/probe.h"
 #include "egtb/nalimov/registry.h"
 #include "platform/files.h"
+#include "torval/en_passant.h"
 
 namespace torval {
 
@@ -157,17 +158,8 @@ bool MayCastle(const CHSBRD& board) {
 }
 
 int PassedSquare(const CHSBRD& board, const EVAR& last) {
-    const auto index = [](unsigned square) {
-        return static_cast<int>((square & 7) + (square >> 4 & 7) * 8);
-    };
-    const int from = index(last.from);
-    const int to = index(last.to);
-    const unsigned code = board.board[to] & kCodeBits;
-    if ((code & 7) != Pawn || std::abs(from - to) != 16) return kNoEnPassant;
-    const unsigned enemy = code ^ (kWhiteBit | kBlackBit);
-    const bool left = to % 8 > 0 && (board.board[to - 1] & kCodeBits) == enemy;
-    const bool right = to % 8 < 7 && (board.board[to + 1] & kCodeBits) == enemy;
-    return left || right ? (from + to) / 2 : kNoEnPassant;
+    const auto passed = EnPassantSquare(last, board);
+    return passed ? IndexOf(*passed) : kNoEnPassant;
 }
 
 std::optional<SmallBoard> SmallBoardOf(const CHSBRD& board, int en_passant) {

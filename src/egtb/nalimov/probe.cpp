@@ -14,6 +14,7 @@
 #include "state/controller.h"
 #include "state/flags.h"
 #include "state/settings.h"
+#include "torval/en_passant.h"
 
 namespace torval {
 
@@ -46,25 +47,6 @@ MenCounts CountsOf(std::uint32_t word) {
     return counts;
 }
 
-/// The square that the last move's pawn has passed, when a pawn stands beside it that could take;
-/// 0 to 63.
-int EnPassantSquare() {
-    const Move last = Plain(game_record.top->move);
-    const int step = last.to - last.from;
-    if (step != 32 && step != -32) return kNoEnPassant;
-    const Side mover = step > 0 ? White : Black;
-    // A null move has come in between, and whoever could take has passed.
-    if (mover == position.SideToMove) return kNoEnPassant;
-    if (position.Board[last.to] != CodeOf(mover, Pawn)) return kNoEnPassant;
-    for (const int beside : {last.to + 1, last.to - 1}) {
-        if (OnBoard(beside) &&
-            position.Board[static_cast<std::size_t>(beside)] == CodeOf(!mover, Pawn)) {
-            return IndexOf(static_cast<Square>((last.from + last.to) / 2));
-        }
-    }
-    return kNoEnPassant;
-}
-
 /// The position on the board as its class sees it.
 ClassPosition AsClassSees(bool exchanged) {
     const unsigned turn = exchanged ? 56 : 0;
@@ -83,10 +65,10 @@ ClassPosition AsClassSees(bool exchanged) {
             }
         }
     }
-    const int passed = EnPassantSquare();
-    if (passed != kNoEnPassant) {
-        seen.en_passant = static_cast<int>(static_cast<unsigned>(passed) ^ turn);
-    }
+    const auto passed = EnPassantSquare(game_record.top->move,
+                                        position.SideToMove,
+                                        [](Square square) { return position.Board[square]; });
+    if (passed) seen.en_passant = static_cast<int>(static_cast<unsigned>(IndexOf(*passed)) ^ turn);
     return seen;
 }
 
