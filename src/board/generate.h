@@ -33,6 +33,13 @@ constexpr PieceType PromotionType(Move move) {
     return static_cast<PieceType>((move.flags & kPromotionBits) >> 4);
 }
 
+/// The destination as tables and books store it: the square, or for a promotion 0x80 + type * 16 +
+/// file.
+constexpr std::uint8_t StoredDestination(Move move) {
+    const int promotion = move.flags & kPromotionBits;
+    return static_cast<std::uint8_t>(promotion ? 0x80 + promotion + FileOf(move.to) : move.to);
+}
+
 /// The square of the pawn that just made a double step and can be taken en passant by a
 /// neighbour, or 0x88. `Us` is the side that could take it.
 template <Side Us>

@@ -68,16 +68,12 @@ struct BookHeader {
 /// A move as an entry names it.
 struct BookMove {
     std::uint8_t from;
-    std::uint8_t to;  ///< a promotion: 0x80 + type * 16 + file
+    std::uint8_t to;  ///< StoredDestination
 
     bool operator==(const BookMove&) const = default;
 };
 
-constexpr BookMove EncodeBookMove(Move move) {
-    if (!(move.flags & kPromotionBits)) return {move.from, move.to};
-    const int promotion = 0x80 + PromotionType(move) * 16 + FileOf(move.to);
-    return {move.from, static_cast<std::uint8_t>(promotion)};
-}
+constexpr BookMove EncodeBookMove(Move move) { return {move.from, StoredDestination(move)}; }
 
 /// Origin, destination and, for a promotion, the flags; the capture is not stored.
 constexpr Move DecodeBookMove(BookMove stored) {

@@ -16,14 +16,11 @@
 
 namespace torval {
 
-/// A move in two bytes, origin in the low one. Destination byte: the square, or for a promotion
-/// 0x80 + type * 16 + file. 0 is no move.
+/// A move in two bytes, origin in the low one, StoredDestination in the other. 0 is no move.
 using TableMove = std::uint16_t;
 
 constexpr TableMove PackMove(Move move) {
-    const int promotion = move.flags & kPromotionBits;
-    const int to = promotion ? 0x80 + promotion + FileOf(move.to) : move.to;
-    return static_cast<TableMove>(to << 8 | move.from);
+    return static_cast<TableMove>(StoredDestination(move) << 8 | move.from);
 }
 
 /// The move that a table move names; flags 0 where they are left open. `capture` is not set.

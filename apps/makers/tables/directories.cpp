@@ -16,19 +16,10 @@ std::string OwnDirectory() { return std::string(DirectoryOf(ComponentFileName())
 
 void SearchOwnDirectory(bool search) { own_directory_is_searched = search; }
 
-bool IsPassedOver(const std::string& paths) {
-    return paths.empty() || static_cast<signed char>(paths[0]) <= ' ';
-}
+bool IsPassedOver(const std::string& paths) { return IsBlankPath(paths); }
 
 std::vector<std::string> SearchedDirectories(const std::string& paths) {
-    std::vector<std::string> directories;
-    // A comma or semicolon in the program's own directory divides it, too.
-    if (own_directory_is_searched) directories = SplitDirectories(OwnDirectory());
-    if (IsPassedOver(paths)) return directories;
-    for (std::string& directory : SplitDirectories(paths)) {
-        directories.push_back(std::move(directory));
-    }
-    return directories;
+    return TablebaseDirectories(paths);
 }
 
 bool HoldsTablebases(const std::string& paths) {

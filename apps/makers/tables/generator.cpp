@@ -20,12 +20,6 @@ namespace {
 constexpr auto kRelaxed = std::memory_order_relaxed;
 constexpr std::uint8_t kNeverLost = 255;
 
-/// The places of a class's entries for one side to move.
-std::size_t FileSide(int class_id, int side) {
-    const bool symmetric = kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric();
-    return symmetric ? 0 : static_cast<std::size_t>(side);
-}
-
 /// The board with the sides exchanged in the diagonal a1-h8.
 SmallBoard InDiagonal(const SmallBoard& board) {
     const auto mirrored = [](std::uint8_t square) {
@@ -174,7 +168,7 @@ private:
         return std::string(kTablebaseClasses[static_cast<std::size_t>(id_)].Name());
     }
 
-    Side& SideAt(int side) { return side_[FileSide(id_, side)]; }
+    Side& SideAt(int side) { return side_[static_cast<std::size_t>(FileSideOf(id_, side))]; }
 
     template <typename Work>
     void ForAllPieces(Work work) {
@@ -356,7 +350,7 @@ private:
     template <typename Visit>
     void ForEachBefore(int side, std::size_t index, Visit visit) {
         const SmallBoard board = SmallBoard::Of(id_, side, *PositionAt(id_, side, index));
-        const int other = static_cast<int>(FileSide(id_, 1 - side));
+        const int other = FileSideOf(id_, 1 - side);
         if (!CanHaveImages(board.side[board.to_move].king)) {
             ForEachPredecessor(board,
                                [&](const SmallBoard& before) { visit(other, NodeOf(before)); });
@@ -406,7 +400,8 @@ TablebaseValue TableSet::ValueOf(const SmallBoard& board) const {
 TablebaseValue TableSet::ValueAt(int class_id, int side, const ClassPosition& position) const {
     const auto index = IndexOf(class_id, side, position);
     if (!index) return kUnknownValue;
-    const auto& entries = Of(class_id).side[FileSide(class_id, side)];
+    const auto file_side = static_cast<std::size_t>(FileSideOf(class_id, side));
+    const auto& entries = Of(class_id).side[file_side];
     // A file stops behind its last legal position.
     return *index < entries.size() ? WidenEntry(entries[static_cast<std::size_t>(*index)])
                                    : kUnknownValue;
@@ -450,8 +445,7 @@ std::vector<int> InOrderOfNeed(std::span<const int> class_ids) {
 }
 
 std::uint64_t PositionsOf(int class_id) {
-    const bool symmetric = kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric();
-    return IndexCount(class_id, 0) + (symmetric ? 0 : IndexCount(class_id, 1));
+    return IndexCount(class_id, 0) + (SidesOf(class_id) == 2 ? IndexCount(class_id, 1) : 0);
 }
 
 std::uint64_t MemoryNeeded(int class_id) {

@@ -65,22 +65,7 @@ int SmallBoard::Classify(ClassPosition* position, int* class_side) const {
     }
     const int id = ClassFor(counts[0], counts[1]);
     const bool exchanged = id < 0;
-    const unsigned turn = exchanged ? 56 : 0;
-    *position = {};
-    for (std::size_t of = 0; of < 2; ++of) {
-        const Men& men = side[exchanged ? 1 - of : of];
-        position->king[of] = static_cast<std::uint8_t>(men.king ^ turn);
-        std::size_t next = 0;
-        for (unsigned type = Queen; type >= Pawn; --type) {
-            for (std::uint8_t i = 0; i < men.count; ++i) {
-                if (men.type[i] != type) continue;
-                position->men[of][next++] = static_cast<std::uint8_t>(men.square[i] ^ turn);
-            }
-        }
-    }
-    if (en_passant != kNoEnPassant) {
-        position->en_passant = static_cast<int>(static_cast<unsigned>(en_passant) ^ turn);
-    }
+    *position = SeenByClass(side, en_passant, exchanged);
     *class_side = exchanged ? 1 - to_move : to_move;
     return id;
 }

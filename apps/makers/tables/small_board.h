@@ -15,12 +15,7 @@
 namespace torval {
 
 struct SmallBoard {
-    struct Men {
-        std::uint8_t king = 0;
-        std::uint8_t count = 0;
-        std::array<std::uint8_t, kMostMen> type = {};
-        std::array<std::uint8_t, kMostMen> square = {};
-    };
+    using Men = SideMen;
     std::array<Men, 2> side = {};
     std::uint8_t to_move = 0;
     int en_passant = kNoEnPassant;

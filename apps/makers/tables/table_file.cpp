@@ -61,10 +61,6 @@ std::vector<std::uint8_t> Decompress(const std::string& path,
 
 }  // namespace
 
-int SidesOf(int class_id) {
-    return kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric() ? 1 : 2;
-}
-
 std::string TableFileName(int class_id, int side) {
     const auto name = kTablebaseClasses[static_cast<std::size_t>(class_id)].Name();
     return std::string(name) + (side == 0 ? ".nbw" : ".nbb");

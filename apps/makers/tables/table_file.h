@@ -39,9 +39,6 @@ int ClassByName(const std::string& name);
 /// "kqkr.nbw".
 std::string TableFileName(int class_id, int side);
 
-/// Sides to move that have a file of their own: 1 where both sides have the same men.
-int SidesOf(int class_id);
-
 /// "mate in 3", "mated in 2", "checkmate", "draw", "unknown", for the side to move.
 std::string ValueText(TablebaseValue value);
 

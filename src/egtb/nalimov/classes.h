@@ -9,6 +9,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -38,6 +39,14 @@ struct TablebaseClass {
 };
 
 extern const std::array<TablebaseClass, kClasses> kTablebaseClasses;
+
+/// Sides to move that have a file of their own: 1 where both sides have the same men.
+inline int SidesOf(int class_id) {
+    return kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric() ? 1 : 2;
+}
+
+/// The side whose file answers for a side to move.
+inline int FileSideOf(int class_id, int side) { return SidesOf(class_id) == 1 ? 0 : side; }
 
 /// Men of one side besides the king.
 constexpr int CountOf(const MenCounts& men) {

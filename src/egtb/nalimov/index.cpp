@@ -202,6 +202,26 @@ std::optional<std::uint64_t> EnPassantNumber(const Scheme& scheme, const Reduced
 
 }  // namespace
 
+ClassPosition SeenByClass(const std::array<SideMen, 2>& sides, int en_passant, bool exchanged) {
+    const unsigned turn = exchanged ? 56 : 0;
+    ClassPosition seen;
+    for (std::size_t of = 0; of < 2; ++of) {
+        const SideMen& men = sides[exchanged ? 1 - of : of];
+        seen.king[of] = static_cast<std::uint8_t>(men.king ^ turn);
+        std::size_t next = 0;
+        for (unsigned type = Queen; type >= Pawn; --type) {
+            for (std::uint8_t i = 0; i < men.count; ++i) {
+                if (men.type[i] != type) continue;
+                seen.men[of][next++] = static_cast<std::uint8_t>(men.square[i] ^ turn);
+            }
+        }
+    }
+    if (en_passant != kNoEnPassant) {
+        seen.en_passant = static_cast<int>(static_cast<unsigned>(en_passant) ^ turn);
+    }
+    return seen;
+}
+
 void BuildIndexTables() { BuildTables(); }
 
 std::uint64_t IndexCount(int class_id, int side) {

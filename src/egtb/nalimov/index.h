@@ -33,6 +33,18 @@ struct ClassPosition {
     bool operator==(const ClassPosition&) const = default;
 };
 
+/// One side's men as a board lists them.
+struct SideMen {
+    std::uint8_t king = 0;
+    std::uint8_t count = 0;
+    std::array<std::uint8_t, kMostMen> type = {};
+    std::array<std::uint8_t, kMostMen> square = {};
+};
+
+/// The position with White's men at `sides[0]` as its class sees it. `exchanged`: Black is the first
+/// side of the class. Those of one kind stay in their order.
+ClassPosition SeenByClass(const std::array<SideMen, 2>& sides, int en_passant, bool exchanged);
+
 /// Fills the tables; later calls do nothing.
 void BuildIndexTables();
 

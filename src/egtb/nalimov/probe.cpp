@@ -1,6 +1,7 @@
 #include "egtb/nalimov/probe.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <new>
 
@@ -47,29 +48,23 @@ MenCounts CountsOf(std::uint32_t word) {
     return counts;
 }
 
-/// The position on the board as its class sees it.
+/// The position on the board, which has no more men than a class, as its class sees it.
 ClassPosition AsClassSees(bool exchanged) {
-    const unsigned turn = exchanged ? 56 : 0;
-    ClassPosition seen;
-    for (std::size_t of = 0; of < 2; ++of) {
-        const PieceList& list = position.PieceList[exchanged ? 1 - of : of];
-        seen.king[of] =
-            static_cast<std::uint8_t>(static_cast<unsigned>(IndexOf(list.squares[0])) ^ turn);
-        std::size_t next = 0;
-        for (unsigned type = Queen; type >= Pawn; --type) {
-            for (unsigned i = 1; i <= static_cast<unsigned>(list.count); ++i) {
-                const Square square = list.squares[i];
-                if (TypeOf(position.Board[square]) != type) continue;
-                seen.men[of][next++] =
-                    static_cast<std::uint8_t>(static_cast<unsigned>(IndexOf(square)) ^ turn);
-            }
+    std::array<SideMen, 2> sides;
+    for (const Side side : {White, Black}) {
+        const PieceList& list = position.PieceList[side];
+        SideMen& men = sides[side];
+        men.king = static_cast<std::uint8_t>(IndexOf(list.squares[0]));
+        for (int i = 1; i <= list.count; ++i) {
+            const Square square = list.squares[static_cast<std::size_t>(i)];
+            men.type[men.count] = TypeOf(position.Board[square]);
+            men.square[men.count++] = static_cast<std::uint8_t>(IndexOf(square));
         }
     }
     const auto passed = EnPassantSquare(game_record.top->move,
                                         position.SideToMove,
                                         [](Square square) { return position.Board[square]; });
-    if (passed) seen.en_passant = static_cast<int>(static_cast<unsigned>(IndexOf(*passed)) ^ turn);
-    return seen;
+    return SeenByClass(sides, passed ? IndexOf(*passed) : kNoEnPassant, exchanged);
 }
 
 /// False: a request to stop came first.
@@ -138,10 +133,6 @@ EvalResult EndgameProbe::ProbeTablebase(int, int, int) {
     // Without a value the evaluation goes on as if there were no database.
     found = value != kUnknownValue;
     return ToEngineScore(value, think_controller.SearchPly);
-}
-
-int FileSideOf(int class_id, int side) {
-    return kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric() ? 0 : side;
 }
 
 TablebaseValue ReadTablebaseValue(int class_id, int side, std::uint64_t index) {

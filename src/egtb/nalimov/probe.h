@@ -40,9 +40,6 @@ EndgameProbe* CheckTablebaseAvailable();
 /// An entry of a class file, widened; kUnknownValue when it cannot be read.
 TablebaseValue ReadTablebaseValue(int class_id, int side, std::uint64_t index);
 
-/// The side whose file answers: 0 for a class with equal sides.
-int FileSideOf(int class_id, int side);
-
 /// The same through bytes from elsewhere. read_byte(block, offset) answers byte `offset` (0 to 8191)
 /// of a block of the class's file of `file_side`, -128 to 127, or kUnknownValue.
 template <typename ReadByte>

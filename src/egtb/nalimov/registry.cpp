@@ -194,7 +194,7 @@ int RegisterFiles(std::span<const std::string> directories) {
         if (IsToStop()) break;
         if (names.IsEmpty()) continue;
         for (int id = 1; id < kClasses; ++id) {
-            const int sides = kTablebaseClasses[static_cast<std::size_t>(id)].IsSymmetric() ? 1 : 2;
+            const int sides = SidesOf(id);
             for (int side = 0; side < sides; ++side) {
                 if (!MayHoldClass(names, id, side)) continue;
                 if (RegisterTablebaseFile(directory, id, side)) highest = std::max(highest, id);
@@ -214,7 +214,7 @@ int MenOfClass(int class_id) {
 }  // namespace
 
 bool InitTablebases() {
-    const std::vector<std::string> directories = TablebaseDirectories();
+    const std::vector<std::string> directories = TablebaseDirectories(ReadSettingText(NalimovPath));
     BuildIndexTables();
     registry.drive_missing = {};
     registry.drive_checked = {};
@@ -258,8 +258,8 @@ FoundFile FindTablebaseFile(std::string_view directory, int class_id, int side) 
 
 bool RegisterTablebaseFile(std::string_view directory, int class_id, int side) {
     const auto id = static_cast<std::size_t>(class_id);
-    const bool symmetric = kTablebaseClasses[id].IsSymmetric();
-    TablebaseFiles& files = tablebase_files[id][symmetric ? 0 : static_cast<std::size_t>(side)];
+    const auto file_side = static_cast<std::size_t>(FileSideOf(class_id, side));
+    TablebaseFiles& files = tablebase_files[id][file_side];
     if (!files.name.empty()) return true;
     if (!DriveIsThere(directory)) return false;
     FoundFile found = FindTablebaseFile(directory, class_id, side);

@@ -8,7 +8,6 @@
 #include <memory>
 
 #include "platform/files.h"
-#include "state/settings.h"
 
 namespace torval {
 
@@ -40,10 +39,13 @@ struct DirectoryCloser {
 
 }  // namespace
 
-std::vector<std::string> TablebaseDirectories() {
+bool IsBlankPath(std::string_view path) {
+    return path.empty() || static_cast<signed char>(path[0]) <= ' ';
+}
+
+std::vector<std::string> TablebaseDirectories(const std::string& path) {
     const std::string component = ComponentFileName();
-    const std::string path = ReadSettingText(NalimovPath);
-    const bool blank = path.empty() || static_cast<signed char>(path[0]) <= 32;
+    const bool blank = IsBlankPath(path);
     if (!own_directory_is_searched) {
         return blank ? std::vector<std::string>() : SplitDirectories(path);
     }

@@ -21,9 +21,13 @@ namespace torval {
 /// Thread: any.
 extern std::atomic<bool> own_directory_is_searched;
 
-/// The directories that are searched, in this order: the component's own, then those of NalimovPath.
-/// None when the own one is turned off and the path is blank.
-std::vector<std::string> TablebaseDirectories();
+/// Whether a path names no directory: an empty one, or one that begins with a blank or a byte above
+/// 127.
+bool IsBlankPath(std::string_view path);
+
+/// The directories that are searched for a path, in this order: the component's own, then those of
+/// the path. None when the own one is turned off and the path is blank.
+std::vector<std::string> TablebaseDirectories(const std::string& path);
 
 /// Which files a directory may hold, by their names without regard to capitals.
 class DirectoryNames {
