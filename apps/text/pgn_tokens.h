@@ -1,4 +1,4 @@
-// The parts of games in PGN: tags, comments, variations and words, with the place where each begins.
+// The parts of games in PGN: tags, comments, variations and words, found where they begin.
 //
 // Shape    text of any size from a stream, of which one buffer is held, or a text in memory. Lines
 //          that begin with a mark of their own, '%' in PGN, are passed over between two parts.
@@ -46,8 +46,8 @@ public:
     bool SkipBlanks();
     /// Goes to the line end.
     void SkipLine();
-    /// Takes the comment that begins here. False: it has no end, and reading goes on where the text or
-    /// the game ends.
+    /// Takes the comment that begins here. False: it has no end, and reading goes on where the text
+    /// or the game ends.
     bool SkipComment();
     /// Takes the word that begins here. Of a very long one in a stream, which is no move, only the
     /// beginning is handed out. Valid until the next word is taken.

@@ -1,7 +1,7 @@
 // Moves in standard algebraic notation, written and read, with English letters.
 //
-// Shape    squares are 0x88 numbers, types those of the records: 1 pawn to 6 king. Neither direction
-//          knows a board's rules: who writes tells what stands on the board, and who reads compares
+// Shape    squares are 0x88 numbers, types those of the records: 1 pawn to 6 king. No rules are
+//          known here: the caller says what other men could do, or compares a text that was read
 //          with the moves that are possible.
 // Thread   pure functions.
 #pragma once
@@ -30,8 +30,8 @@ struct SanMove {
     bool needs_rank = false;
     SanSign sign = SanSign::None;
 
-    /// Names as much of the origin as tells the move from those of other men of its type to the same
-    /// square, which come from `others`: the file, else the rank, else both.
+    /// Names as much of the origin as tells the move from those of other men of its type to the
+    /// same square, which come from `others`: the file, else the rank, else both.
     void TellFrom(std::span<const std::uint8_t> others);
 };
 
@@ -73,9 +73,9 @@ struct SanPattern {
 };
 
 /// Reads standard algebraic notation, the long one ("Ng1-f3", "e2xd3") and coordinates ("e2e4",
-/// "e7e8q"). Check and mate signs, marks such as "!?" and "e.p." may be missing or wrong. A capital B
-/// is a bishop, a small b a file, or the bishop that a coordinate move promotes to. None for a text
-/// that cannot be a move.
+/// "e7e8q"). Check and mate signs, marks such as "!?" and "e.p." may be missing or wrong. A capital
+/// B is a bishop, a small b a file, or the bishop that a coordinate move promotes to. None for a
+/// text that cannot be a move.
 std::optional<SanPattern> ReadSan(std::string_view text);
 
 }  // namespace torval

@@ -11,9 +11,10 @@
 
 namespace torval {
 
-/// The square that the pawn of the last move has passed, when a pawn of the side to move is beside it
-/// and could take. None for any other move, and when the side that made it is to move: it has then
-/// been followed by a pass. Squares are 0x88 numbers; `man_at` has the piece byte of one.
+/// The square that the pawn of the last move has passed, when a pawn of the side to move is beside
+/// that pawn and could take it. None for any other move, and when the side that made the move is to
+/// move again: the other side has passed. Squares are 0x88 numbers; `man_at` returns the piece byte
+/// on one.
 template <typename ManAt>
 constexpr std::optional<std::uint8_t> EnPassantSquare(const EVAR& last,
                                                       unsigned side_to_move,

@@ -11,8 +11,8 @@ namespace torval {
 
 enum class Reading { Found, Unreadable, NotLegal, Ambiguous };
 
-/// The legal move of the working position that the text means, as ReadSan reads it. *move changes on
-/// Reading::Found only.
+/// The legal move of the working position that the text means, as ReadSan reads it. *move changes
+/// on Reading::Found only.
 Reading FindSan(std::string_view text, Move* move);
 
 /// "cannot be read" and so on; for every reading but Reading::Found.

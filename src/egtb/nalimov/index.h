@@ -41,8 +41,8 @@ struct SideMen {
     std::array<std::uint8_t, kMostMen> square = {};
 };
 
-/// The position with White's men at `sides[0]` as its class sees it. `exchanged`: Black is the first
-/// side of the class. Those of one kind stay in their order.
+/// The position with White's men at `sides[0]` as its class sees it. `exchanged`: Black is the
+/// first side of the class. Men of one kind keep their order.
 ClassPosition SeenByClass(const std::array<SideMen, 2>& sides, int en_passant, bool exchanged);
 
 /// Fills the tables; later calls do nothing.
