@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "apps/text/game_text.h"
 #include "apps/text/moves.h"
 #include "apps/text/text.h"
 
@@ -18,7 +17,6 @@ constexpr std::array<std::pair<const char*, const char*>, 6> kRoster = {{{"Event
                                                                          {"White", "?"},
                                                                          {"Black", "?"}}};
 constexpr std::array<std::string_view, 4> kResults = {"1-0", "0-1", "1/2-1/2", "*"};
-constexpr HRESULT kAmbiguous = 9;
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v'; }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -244,7 +242,7 @@ HRESULT EnterPgnMove(IChessEngine* engine, std::string_view move, MOVES* made) {
     const std::string text = Plain(move);
     const HRESULT result = engine->DoMove(text.c_str(), made);
     const std::size_t type = std::string_view("  NBRQK").find(text.empty() ? ' ' : text[0]);
-    if (result != kAmbiguous || type < 2 || type > 6) return result;
+    if (result != StatusAmbiguous || type < 2 || type > 6) return result;
     // A capital B finds bishop moves and captures of the b-pawn; here it means the bishop.
     const EVAR* found = nullptr;
     for (std::size_t i = 0; i < made->NmbrOfMoves; ++i) {

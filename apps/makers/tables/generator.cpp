@@ -381,6 +381,11 @@ private:
     std::atomic<bool> too_long_ = false;  ///< a loss that a byte cannot hold
 };
 
+std::uint64_t PositionsOf(int class_id) {
+    const bool symmetric = kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric();
+    return IndexCount(class_id, 0) + (symmetric ? 0 : IndexCount(class_id, 1));
+}
+
 }  // namespace
 
 void TableSet::Put(int class_id, ClassEntries entries) {
@@ -447,11 +452,6 @@ std::vector<int> InOrderOfNeed(std::span<const int> class_ids) {
     };
     for (const int id : class_ids) visit(id);
     return order;
-}
-
-std::uint64_t PositionsOf(int class_id) {
-    const bool symmetric = kTablebaseClasses[static_cast<std::size_t>(class_id)].IsSymmetric();
-    return IndexCount(class_id, 0) + (symmetric ? 0 : IndexCount(class_id, 1));
 }
 
 std::uint64_t MemoryNeeded(int class_id) {
