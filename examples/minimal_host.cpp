@@ -2,6 +2,7 @@
 #include <torval/apartment.h>
 #include <torval/engine.h>
 #include <torval/library.h>
+#include <torval/object.h>
 
 #include <cstdio>
 #include <string>
@@ -16,19 +17,19 @@ std::string Coordinates(const EVAR& move) {
         text += static_cast<char>('a' + (square & 7));
         text += static_cast<char>('1' + (square >> 4 & 7));
     }
-    if (const int promotion = move.flags >> 4 & 7) text += " PNBRQK"[promotion];
+    if (const int promotion = (move.flags & kPromotionBits) >> kPromotionShift)
+        text += " PNBRQK"[promotion];
     return text;
 }
 
 /// What the engine calls, on this thread, from within its methods and PumpMessages.
-class Site final : public IChessEngineSite {
+class Site final : public Object<Site, IChessEngineSite> {
 public:
     bool finished = false;
     std::string reply;  ///< empty when the engine found no move
 
     HRESULT OutputMainVar(MAINVAR* line) override {
-        constexpr int kFinalResult = 4;
-        if (line->iCommand != kFinalResult) return S_OK;
+        if (line->iCommand != LineFinal) return S_OK;
         finished = true;
         if (line->vlen > 0) reply = Coordinates(line->bstvar[0]);
         return S_OK;
@@ -41,14 +42,10 @@ public:
     HRESULT OutputMsgBook(const char*) override { return S_OK; }
     HRESULT OutputMsg(int, int, int, const char*) override { return S_OK; }
 
-    HRESULT QueryInterface(const GUID& iid, void** object) override {
+    void* FindInterface(const GUID& iid) {
         const bool known = iid == IID_IUnknown || iid == IID_IChessEngineSite;
-        *object = known ? this : nullptr;
-        return known ? S_OK : E_NOINTERFACE;
+        return known ? static_cast<IChessEngineSite*>(this) : nullptr;
     }
-    // Nothing to count: main keeps the site until the engine has stopped.
-    std::uint32_t AddRef() override { return 1; }
-    std::uint32_t Release() override { return 1; }
 };
 
 bool Play(Site* site) {
@@ -70,10 +67,11 @@ bool Play(Site* site) {
 }  // namespace
 
 int main() {
-    Site site;
+    Ref<Site> site;
+    *site.Receive() = MakeObject<Site>();
     EnterApartment();
-    const bool good = Play(&site);
+    const bool good = site && Play(site.Get());
     LeaveApartment();
-    std::puts(good ? site.reply.c_str() : "The engine refused.");
+    std::puts(good ? site->reply.c_str() : "The engine refused.");
     return good ? 0 : 1;
 }

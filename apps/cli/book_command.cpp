@@ -4,6 +4,7 @@
 #include "apps/cli/book_command.h"
 #include "apps/cli/commands.h"
 #include "apps/makers/books/book_builder.h"
+#include "torval/codes.h"
 
 namespace torval {
 
@@ -152,9 +153,8 @@ void AddAdd(CLI::App* book, Console& console) {
     const auto options = std::make_shared<EditBookOptions>();
     CLI::App* const command =
         AddEdit(book, console, "add", "Add a line of moves", options, AddToBook);
-    constexpr int kHighest = 127;
     command->add_option("--score", options->score, "White's view of the line's end")
-        ->check(CLI::Range(-kHighest, kHighest))
+        ->check(CLI::Range(-kHighestBookScore, kHighestBookScore))
         ->capture_default_str();
     AddCount(command, options.get(), "only the last N moves");
     command->add_option("--result", options->result, "of the game, for a book that counts games")

@@ -6,14 +6,11 @@
 #include "book/books.h"
 #include "book/learn.h"
 #include "state/notify.h"
+#include "torval/codes.h"
 
 namespace torval {
 
 namespace {
-
-constexpr std::int32_t kPreferMark = 0x40;
-constexpr std::int32_t kExcludeMark = 0xC0;
-constexpr int kResultShift = 8;
 
 /// The number of the last message that the engine sent.
 int last_message = 0;
@@ -90,14 +87,14 @@ bool WhiteMovedLast() { return position.SideToMove == Black; }
 
 /// The marks of AddBookMoves are White's view, as its score is.
 std::int32_t MarkOfLastMove(bool exclude) {
-    return exclude == WhiteMovedLast() ? kExcludeMark : kPreferMark;
+    return exclude == WhiteMovedLast() ? kBookMarkWorse : kBookMarkBetter;
 }
 
 std::int32_t ResultCode(const std::string& result) {
     const GameResult code = result == "1-0"   ? GameResult::White
                             : result == "0-1" ? GameResult::Black
                                               : GameResult::Other;
-    return static_cast<std::int32_t>(code) << kResultShift;
+    return static_cast<std::int32_t>(code) << kBookResultShift;
 }
 
 /// What the book holds of the last move, played on the board then.
@@ -154,8 +151,7 @@ void ExcludeFromBook(const EditBookOptions& options, Console& console) {
     StartEngine(0);
     PlayMoves(options.position);
     const EditedBook book(options.file);
-    constexpr int kHighest = 127;
-    const int stored = std::max<int>(EntryOfLastMove(options.position).score, -kHighest);
+    const int stored = std::max<int>(EntryOfLastMove(options.position).score, -kHighestBookScore);
     const int score = WhiteMovedLast() ? stored : -stored;
     book.Check(AddBookMoves(MainBook, 1, score, MarkOfLastMove(true)));
     book.PrintChange(console.out);

@@ -17,7 +17,6 @@ namespace torval {
 
 namespace {
 
-constexpr int kFullWindow = 20000;
 constexpr std::array<const char*, 6> kPhaseNames = {
     "not set", "opening", "middlegame", "endgame", "endgame without pawns", "pawn endgame"};
 

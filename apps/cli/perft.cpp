@@ -32,8 +32,8 @@ void FindLegalMoves(LegalMoves* legal) {
         const Move move = entries[i].move;
         // Out of check a man that is neither king nor pinned moves freely, unless en passant
         // takes two men off a line at once.
-        const bool free = !in_check && (move.flags & 7) != King && move.flags != kEnPassantFlags &&
-                          !(view.pinned & Bit(move.from));
+        const bool free = !in_check && (move.flags & kTypeBits) != King &&
+                          move.flags != kEnPassantFlags && !(view.pinned & Bit(move.from));
         if (TypeOf(move.capture) == King || !(free || IsLegal<Us>(move, view, in_check))) continue;
         legal->moves[count++] = move;
     }

@@ -7,13 +7,13 @@
 #include "apps/cli/commands.h"
 #include "apps/makers/tables/directories.h"
 #include "apps/play/front_ends.h"
+#include "torval/codes.h"
 
 namespace torval {
 
 namespace {
 
 constexpr const char* kNoBook = "none";
-constexpr int kNotOpened = 17;
 
 struct PlayArguments {
     PlayOptions options;
@@ -25,7 +25,7 @@ void RunPlay(PlayArguments arguments, Console& console) {
     PlayOptions& options = arguments.options;
     if (arguments.book != kNoBook) {
         if (!arguments.book.empty() && access(arguments.book.c_str(), R_OK | W_OK) != 0) {
-            throw InputError("--book: " + BookProblem(arguments.book, kNotOpened));
+            throw InputError("--book: " + BookProblem(arguments.book, BookNotOpened));
         }
         options.books = PrepareBooks(arguments.book);
     }

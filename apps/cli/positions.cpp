@@ -16,10 +16,9 @@
 #include "egtb/nalimov/probe.h"
 #include "game/game.h"
 #include "game/think.h"
-#include "platform/files.h"
-#include "state/flags.h"
 #include "state/notify.h"
 #include "state/settings.h"
+#include "torval/codes.h"
 
 namespace torval {
 

@@ -22,6 +22,7 @@
 #include "state/flags.h"
 #include "state/notify.h"
 #include "state/settings.h"
+#include "torval/codes.h"
 
 namespace torval {
 
@@ -71,8 +72,7 @@ std::string LineText(const MAINVAR& line) {
 }
 
 void ReportLine(const MAINVAR& line) {
-    constexpr int kAlternatives = 3;
-    if (line.iCommand == kAlternatives) return;
+    if (line.iCommand == LineAlternatives) return;
     const std::uint32_t nodes = NodesSoFar();
     const auto seconds = std::chrono::duration<double>(Clock::now() - reporter.start).count();
     std::ostringstream row;
@@ -86,7 +86,7 @@ void ReportLine(const MAINVAR& line) {
 
 void SetLevel(const SearchOptions& options) {
     LEVEL& level = settings_block.Level;
-    level.mode = options.seconds ? 2 : 0;
+    level.mode = options.seconds ? LevelMoveTime : LevelDepth;
     level.depth1 =
         static_cast<std::int16_t>(options.seconds ? 0 : options.depth.value_or(kDefaultDepth));
     level.time1 = static_cast<std::uint16_t>(options.seconds.value_or(0));

@@ -15,7 +15,6 @@
 #include "egtb/nalimov/lengths.h"
 #include "egtb/nalimov/probe.h"
 #include "egtb/nalimov/tablebase_files.h"
-#include "game/game.h"
 #include "platform/files.h"
 
 namespace torval {

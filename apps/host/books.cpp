@@ -11,6 +11,7 @@
 #include "apps/makers/books/empty_book.h"
 #include "apps/text/replace_file.h"
 #include "apps/text/text.h"
+#include "torval/codes.h"
 
 namespace torval {
 
@@ -57,7 +58,7 @@ std::vector<std::uint8_t> BytesOf(const fs::path& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-std::string MainBook(const BookPlaces& places, std::vector<std::string>* remarks) {
+std::string PlaceMainBook(const BookPlaces& places, std::vector<std::string>* remarks) {
     const fs::path data = places.data;
     const fs::path shipped = ShippedBook(places.program);
     const fs::path copy = data / kMainBook;
@@ -73,7 +74,7 @@ std::string MainBook(const BookPlaces& places, std::vector<std::string>* remarks
     return {};
 }
 
-std::string UserBook(const fs::path& data, std::vector<std::string>* remarks) {
+std::string PlaceUserBook(const fs::path& data, std::vector<std::string>* remarks) {
     const fs::path path = data / kUserBook;
     if (!data.empty()) {
         if (IsWritableFile(path) || PutFile(path, EmptyUserBook())) return path;
@@ -100,7 +101,7 @@ BookPlaces BookPlaces::OfThisProcess() {
 
 BookFiles PrepareMainBook(const BookPlaces& places) {
     BookFiles files;
-    files.main = MainBook(places, &files.remarks);
+    files.main = PlaceMainBook(places, &files.remarks);
     return files;
 }
 
@@ -108,15 +109,16 @@ BookFiles PrepareBooks(const std::string& main, const BookPlaces& places) {
     BookFiles files;
     if (main.empty()) files = PrepareMainBook(places);
     if (!main.empty()) files.main = fs::absolute(main).string();
-    files.user = UserBook(places.data, &files.remarks);
+    files.user = PlaceUserBook(places.data, &files.remarks);
     return files;
 }
 
 std::string BookProblem(const std::string& path, int result) {
     switch (result) {
-        case 7: return "the name of a book has at most 255 characters";
-        case 18: return QuoteName(path) + " is no opening book";
-        case 17: return "the book " + QuoteName(path) + " is missing or cannot be written";
+        case StatusBadText: return "the name of a book has at most 255 characters";
+        case BookNotABook: return QuoteName(path) + " is no opening book";
+        case BookNotOpened:
+            return "the book " + QuoteName(path) + " is missing or cannot be written";
         default: return "the book " + QuoteName(path) + " cannot be opened";
     }
 }

@@ -84,8 +84,8 @@ bool RegisterNalimovPath(IUnknown* engine, const std::string& paths, std::uint32
     if (result == S_OK) result = page->SetObjects(1, &engine);
     if (result == S_OK) result = page->Activate();
     if (result != S_OK) return false;
-    result = page->SetText(kCacheSizeControl, std::to_string(cache_mb).c_str());
-    if (result == S_OK) result = page->SetText(kNalimovPathControl, paths.c_str());
+    result = page->SetText(kCacheSizeEdit, std::to_string(cache_mb).c_str());
+    if (result == S_OK) result = page->SetText(kNalimovPathEdit, paths.c_str());
     if (result == S_OK) result = page->Apply();
     page->Deactivate();
     return result == S_OK;

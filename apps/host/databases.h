@@ -17,20 +17,14 @@
 
 namespace torval {
 
-inline constexpr std::size_t kLongestNalimovPath = 1022;  ///< longer ones would not be loaded again
-inline constexpr std::size_t kLongestThompsonPath = 19;
+/// A longer one, with its zero, would not be loaded again.
+inline constexpr std::size_t kLongestNalimovPath = kNalimovPathSize - 2;
+inline constexpr std::size_t kLongestThompsonPath = kThompsonPathSize - 1;
 inline constexpr int kLargestCacheMB = 1024;
 
-/// BookUse bit of the databases.
-inline constexpr std::uint32_t kUseDatabases = 4;
-
-/// Numbers of the controls on the engine's settings page.
-inline constexpr std::uint32_t kThompsonPathControl = 212;
-inline constexpr std::uint32_t kNalimovPathControl = 214;
-inline constexpr std::uint32_t kCacheSizeControl = 215;
+/// Controls on the engine's settings page that are about databases.
 constexpr bool IsDatabaseControl(std::uint32_t number) {
-    return number == kThompsonPathControl || number == kNalimovPathControl ||
-           number == kCacheSizeControl;
+    return number == kThompsonPathEdit || number == kNalimovPathEdit || number == kCacheSizeEdit;
 }
 
 /// Why the engine must not have this path, a clause that names the file; empty when it may.
@@ -47,14 +41,11 @@ std::string LeaveOutDamagedOwnDirectory();
 /// and computes nothing; the directories have been examined. False when the engine refuses.
 bool RegisterNalimovPath(IUnknown* engine, const std::string& paths, std::uint32_t cache_mb);
 
-/// Message 20 in a sentence: `volumes` is its text, `paths` where the engine looked.
+/// MsgVolumesWanted in a sentence: `volumes` is its text, `paths` where the engine looked.
 std::string MissingVolumesSentence(std::string_view volumes, std::string_view paths);
 
-/// Message 22.
+/// MsgNoDatabaseMove.
 inline constexpr const char* kNoDatabaseMoveSentence =
     "The Thompson databases know no move for this position.";
-
-/// Depth of a line that comes from the Thompson databases and not from a search.
-inline constexpr int kDatabaseDepth = 99;
 
 }  // namespace torval

@@ -6,27 +6,24 @@
 #include "apps/text/moves.h"
 #include "apps/text/opening_lines.h"
 #include "apps/text/text.h"
+#include "torval/codes.h"
 
 namespace torval {
 
 namespace {
 
-constexpr std::uint8_t kKeyBits = 15;  // type and 8 for Black; White needs no bit then
-constexpr std::uint8_t kTypeBits = 7;
-constexpr std::uint8_t kBlack = 8;
-constexpr std::uint8_t kWhite = 16;
-constexpr int kPawn = 1;
-constexpr int kKing = 6;
+constexpr std::uint8_t kKeyBits = kTypeBits | kBlackBit;  // White needs no bit then
 constexpr std::string_view kTypeLetters = "  nbrq";
 
 CHSBRD StartBoard() {
-    constexpr std::array<std::uint8_t, 8> kBackRank = {4, 2, 3, 5, 6, 3, 2, 4};
+    constexpr std::array<std::uint8_t, 8> kBackRank = {
+        Rook, Knight, Bishop, Queen, King, Bishop, Knight, Rook};
     CHSBRD board{};
     for (std::size_t file = 0; file < 8; ++file) {
-        board.board[file] = kBackRank[file] | kWhite;
-        board.board[8 + file] = kPawn | kWhite;
-        board.board[48 + file] = kPawn | kBlack;
-        board.board[56 + file] = kBackRank[file] | kBlack;
+        board.board[file] = kBackRank[file] | kWhiteBit;
+        board.board[8 + file] = Pawn | kWhiteBit;
+        board.board[48 + file] = Pawn | kBlackBit;
+        board.board[56 + file] = kBackRank[file] | kBlackBit;
     }
     return board;
 }
@@ -38,20 +35,20 @@ bool Follow(std::string_view move, CHSBRD* board) {
     if (!IsCoordinateText(move)) return false;
     const int from = SquareAt(move);
     const int to = SquareAt(move.substr(2));
-    const std::uint8_t own = board->color == 0 ? kWhite : kBlack;
+    const std::uint8_t own = board->color == 0 ? kWhiteBit : kBlackBit;
     std::uint8_t man = board->board[from];
     if (!(man & own) || (board->board[to] & own)) return false;
     const int type = man & kTypeBits;
     const int files = to % 8 - from % 8;
-    if (type == kKing && std::abs(files) == 2) {
+    if (type == King && std::abs(files) == 2) {
         const int rook = files > 0 ? to + 1 : to - 2;
         board->board[(from + to) / 2] = board->board[rook];
         board->board[rook] = 0;
     }
-    if (type == kPawn && files != 0 && board->board[to] == 0) {
+    if (type == Pawn && files != 0 && board->board[to] == 0) {
         board->board[8 * (from / 8) + to % 8] = 0;  // en passant
     }
-    const bool promotes = type == kPawn && (to / 8 == 0 || to / 8 == 7);
+    const bool promotes = type == Pawn && (to / 8 == 0 || to / 8 == 7);
     if (promotes != (move.size() > 4)) return false;
     if (promotes) {
         const std::size_t made = kTypeLetters.find(move[4]);

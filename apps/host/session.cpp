@@ -3,11 +3,13 @@
 #include <poll.h>
 
 #include <array>
-#include <atomic>
 #include <cstdio>
+#include <new>
+#include <utility>
 
 #include "torval/apartment.h"
 #include "torval/library.h"
+#include "torval/object.h"
 
 namespace torval {
 
@@ -36,25 +38,15 @@ SessionError::SessionError(const std::string& what, HRESULT result)
 
 /// The object that the engine calls. It may outlive the session by the engine's last reference, and
 /// then tells nobody.
-class Session::Site final : public IChessEngineSite {
+class Session::Site final : public Object<Session::Site, IChessEngineSite> {
 public:
     explicit Site(SiteHandlers handlers) : handlers_(std::move(handlers)) {}
 
     void Silence() { handlers_ = {}; }
 
-    HRESULT QueryInterface(const GUID& iid, void** object) override {
-        if (!object) return E_POINTER;
-        *object = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IChessEngineSite) return E_NOINTERFACE;
-        *object = static_cast<IChessEngineSite*>(this);
-        AddRef();
-        return S_OK;
-    }
-    std::uint32_t AddRef() override { return references_.fetch_add(1) + 1; }
-    std::uint32_t Release() override {
-        const std::uint32_t left = references_.fetch_sub(1) - 1;
-        if (left == 0) delete this;
-        return left;
+    void* FindInterface(const GUID& iid) {
+        const bool known = iid == IID_IUnknown || iid == IID_IChessEngineSite;
+        return known ? static_cast<IChessEngineSite*>(this) : nullptr;
     }
 
     HRESULT OutputMove(W_BOARD* ev) override {
@@ -81,14 +73,12 @@ public:
     }
 
 private:
-    ~Site() = default;
-
     SiteHandlers handlers_;
-    std::atomic<std::uint32_t> references_ = 1;
 };
 
 Session::Session(SiteHandlers handlers) {
-    *site_.Receive() = new Site(std::move(handlers));
+    *site_.Receive() = MakeObject<Site>(std::move(handlers));
+    if (!site_) throw std::bad_alloc();
     HRESULT result = EnterApartment();
     if (Failed(result)) throw SessionError("give this thread an apartment", result);
     result = CreateInstance(kProgramId, IID_IChessEngine2, engine_.ReceiveVoid());

@@ -9,9 +9,7 @@ namespace torval {
 
 namespace {
 
-constexpr std::size_t kPathLengthAt = settings::kCacheSizeMB.offset + 4;
-constexpr std::size_t kPathAt = kPathLengthAt + 2;
-constexpr std::size_t kPathCapacity = 1024;
+constexpr std::size_t kPathLengthAt = offsetof(SettingsStreamHead, NalimovPathLength);
 
 /// Everything a stream holds, from its start.
 std::vector<std::uint8_t> ReadAll(IStream* stream) {
@@ -39,7 +37,7 @@ SettingsImage SettingsImage::Of(IUnknown* engine) {
     if (Succeeded(result)) result = persist->Save(stream.Get(), false);
     if (Failed(result)) throw SessionError("save its settings", result);
     std::vector<std::uint8_t> bytes = ReadAll(stream.Get());
-    if (bytes.size() < kPathAt) throw SessionError("save its settings whole", E_UNEXPECTED);
+    if (bytes.size() < kNalimovPathAt) throw SessionError("save its settings whole", E_UNEXPECTED);
     return SettingsImage(std::move(bytes));
 }
 
@@ -53,12 +51,12 @@ SettingsImage SettingsImage::Defaults() {
 
 std::uint32_t SettingsImage::Get(const NumberSetting& setting) const {
     std::uint32_t value = 0;
-    for (unsigned i = setting.bytes; i-- > 0;) value = value << 8 | bytes_[setting.offset + i];
+    for (std::size_t i = setting.bytes; i-- > 0;) value = value << 8 | bytes_[setting.offset + i];
     return value;
 }
 
 void SettingsImage::Set(const NumberSetting& setting, std::uint32_t value) {
-    for (unsigned i = 0; i < setting.bytes; ++i) {
+    for (std::size_t i = 0; i < setting.bytes; ++i) {
         bytes_[setting.offset + i] = static_cast<std::uint8_t>(value >> 8 * i);
     }
 }
@@ -86,17 +84,17 @@ void SettingsImage::SetLevel(const LEVEL& level) {
 }
 
 std::string SettingsImage::NalimovPath() const {
-    const auto begin = bytes_.begin() + kPathAt;
+    const auto begin = bytes_.begin() + kNalimovPathAt;
     return {begin, std::find(begin, bytes_.end(), 0)};
 }
 
 bool SettingsImage::SetNalimovPath(std::string_view path) {
     // The engine takes paths whose length with the zero stays below its buffer.
     const std::size_t length = path.size() + 1;
-    if (length >= kPathCapacity || path.find('\0') != path.npos) return false;
+    if (length >= kNalimovPathSize || path.find('\0') != path.npos) return false;
     bytes_[kPathLengthAt] = static_cast<std::uint8_t>(length);
     bytes_[kPathLengthAt + 1] = static_cast<std::uint8_t>(length >> 8);
-    bytes_.resize(kPathAt);
+    bytes_.resize(kNalimovPathAt);
     bytes_.insert(bytes_.end(), path.begin(), path.end());
     bytes_.push_back(0);
     return true;

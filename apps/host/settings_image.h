@@ -1,14 +1,12 @@
 // The engine's settings as a host sees them: the bytes of a settings stream, read and written by
 // name.
 //
-// Shape    "QVRT", version (UI4), the settings block, the Thompson path, the cache size (UI4), the
-//          length of the Nalimov path with its zero (UI2), that path. Little-endian. Offsets below
-//          count from the start of the stream.
+// Shape    as torval/settings.h has it. Offsets below count from the start of the stream.
 // Thread   plain data. Defaults() and Of() belong to the apartment that asks the engine.
 // Errors   SessionError where the engine refuses to save, or saves something else.
 #pragma once
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -16,57 +14,56 @@
 
 #include "apps/host/session_error.h"
 #include "torval/engine.h"
+#include "torval/settings.h"
 
 namespace torval {
 
 /// A number in the image; one of four bytes is signed where the engine reads it so.
 struct NumberSetting {
-    const char* name;
-    std::uint16_t offset;
-    std::uint8_t bytes;
+    std::size_t offset;
+    std::size_t bytes;
 };
 
 /// A zero-terminated text in the image.
 struct TextSetting {
-    const char* name;
-    std::uint16_t offset;
-    std::uint16_t capacity;  ///< with the zero
+    std::size_t offset;
+    std::size_t capacity;  ///< with the zero
 };
 
 namespace settings {
 
-inline constexpr std::uint16_t kBlock = 8;         ///< where the settings block begins
-inline constexpr std::uint16_t kBlockBytes = 620;  ///< and how long it is
-inline constexpr std::uint16_t kLevel = kBlock;    ///< a LEVEL
+inline constexpr std::size_t kBlock = offsetof(SettingsStreamHead, Block);
+inline constexpr std::size_t kLevel = kBlock + offsetof(SettingsBlock, Level);
 
-inline constexpr NumberSetting kTranspFlags = {"TranspFlags", kBlock + 24, 4};
-inline constexpr NumberSetting kBookUse = {"BookUse", kBlock + 28, 2};
-inline constexpr NumberSetting kBrainFlags = {"BrainFlags", kBlock + 30, 2};
-inline constexpr NumberSetting kTranspKB = {"TranspKB", kBlock + 32, 4};
-inline constexpr NumberSetting kRandMargin = {"RandMargin", kBlock + 36, 4};
-inline constexpr NumberSetting kBookPlyLimit = {"BookPlyLimit", kBlock + 40, 4};
-inline constexpr NumberSetting kClockFlags = {"ClockFlags", kBlock + 44, 4};
-inline constexpr NumberSetting kThreadMargin = {"ThreadMargin", kBlock + 48, 4};
-inline constexpr NumberSetting kLateThreadMargin = {"LateThreadMargin", kBlock + 60, 4};
-inline constexpr NumberSetting kLateMarginMs = {"LateMarginMs", kBlock + 64, 2};
-inline constexpr NumberSetting kNullMoveReduction = {"NullMoveReduction", kBlock + 68, 4};
-inline constexpr NumberSetting kCheckExtensionPly = {"CheckExtensionPly", kBlock + 72, 4};
-inline constexpr NumberSetting kQuiescenceCheckPlies = {"QuiescenceCheckPlies", kBlock + 76, 4};
-inline constexpr NumberSetting kRootSwitchMargin = {"RootSwitchMargin", kBlock + 80, 4};
-inline constexpr NumberSetting kRootSwitchDepth = {"RootSwitchDepth", kBlock + 84, 4};
-inline constexpr NumberSetting kPawnPushDepth = {"PawnPushDepth", kBlock + 88, 4};
-inline constexpr NumberSetting kClockInterval = {"ClockInterval", kBlock + 96, 2};
-inline constexpr NumberSetting kScoreConfidence = {"ScoreConfidence", kBlock + 612, 4};
-inline constexpr NumberSetting kBookMode = {"BookMode", kBlock + 616, 4};
-inline constexpr NumberSetting kCacheSizeMB = {"CacheSizeMB", kBlock + kBlockBytes + 20, 4};
+#define TORVAL_SETTING(field) \
+    { kBlock + offsetof(SettingsBlock, field), sizeof(SettingsBlock::field) }
+inline constexpr NumberSetting kTranspFlags = TORVAL_SETTING(TranspFlags);
+inline constexpr NumberSetting kBookUse = TORVAL_SETTING(BookUse);
+inline constexpr NumberSetting kBrainFlags = TORVAL_SETTING(BrainFlags);
+inline constexpr NumberSetting kTranspKB = TORVAL_SETTING(TranspKB);
+inline constexpr NumberSetting kRandMargin = TORVAL_SETTING(RandMargin);
+inline constexpr NumberSetting kBookPlyLimit = TORVAL_SETTING(BookPlyLimit);
+inline constexpr NumberSetting kClockFlags = TORVAL_SETTING(ClockFlags);
+inline constexpr NumberSetting kThreadMargin = TORVAL_SETTING(ThreadMargin);
+inline constexpr NumberSetting kLateThreadMargin = TORVAL_SETTING(LateThreadMargin);
+inline constexpr NumberSetting kLateMarginMs = TORVAL_SETTING(LateMarginMs);
+inline constexpr NumberSetting kNullMoveReduction = TORVAL_SETTING(NullMoveReduction);
+inline constexpr NumberSetting kCheckExtensionPly = TORVAL_SETTING(CheckExtensionPly);
+inline constexpr NumberSetting kQuiescenceCheckPlies = TORVAL_SETTING(QuiescenceCheckPlies);
+inline constexpr NumberSetting kRootSwitchMargin = TORVAL_SETTING(RootSwitchMargin);
+inline constexpr NumberSetting kRootSwitchDepth = TORVAL_SETTING(RootSwitchDepth);
+inline constexpr NumberSetting kPawnPushDepth = TORVAL_SETTING(PawnPushDepth);
+inline constexpr NumberSetting kClockInterval = TORVAL_SETTING(ClockInterval);
+inline constexpr NumberSetting kScoreConfidence = TORVAL_SETTING(ScoreConfidence);
+inline constexpr NumberSetting kBookMode = TORVAL_SETTING(BookMode);
+inline constexpr TextSetting kMainBookName = TORVAL_SETTING(MainBookName);
+inline constexpr TextSetting kUserBookName = TORVAL_SETTING(UserBookName);
+#undef TORVAL_SETTING
 
-inline constexpr TextSetting kMainBookName = {"MainBookName", kBlock + 98, 256};
-inline constexpr TextSetting kUserBookName = {"UserBookName", kBlock + 354, 256};
-inline constexpr TextSetting kThompsonPath = {"ThompsonPath", kBlock + kBlockBytes, 20};
-
-/// Bits of TranspFlags and BrainFlags that a host offers.
-inline constexpr std::uint32_t kTableInUse = 1;
-inline constexpr std::uint32_t kLowPriority = 8;
+inline constexpr NumberSetting kCacheSizeMB = {offsetof(SettingsStreamHead, CacheSizeMB),
+                                               sizeof(SettingsStreamHead::CacheSizeMB)};
+inline constexpr TextSetting kThompsonPath = {offsetof(SettingsStreamHead, ThompsonPath),
+                                              sizeof(SettingsStreamHead::ThompsonPath)};
 
 }  // namespace settings
 

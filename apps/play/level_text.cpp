@@ -7,20 +7,11 @@
 
 #include "apps/text/game_text.h"
 #include "apps/text/text.h"
+#include "torval/codes.h"
 
 namespace torval {
 
 namespace {
-
-enum Mode : std::uint16_t {
-    kModeDepth = 0,
-    kModeGame = 1,
-    kModeMove = 2,
-    kModePlies = 3,
-    kModeAverage = 4,
-    kModeIncrement = 5,
-    kModeInfinite = 6,
-};
 
 constexpr std::array<std::string_view, 7> kModeNames = {
     "depth", "game", "move", "plies", "average", "increment", "infinite"};
@@ -100,18 +91,18 @@ bool ReadMode(Reader* reader, std::uint16_t* mode) {
 
 bool ReadValues(Reader* reader, LEVEL* level) {
     switch (level->mode) {
-        case kModeDepth:
-        case kModePlies: return reader->Number(&level->depth1);
-        case kModeGame: return ReadGame(reader, level);
-        case kModeMove:
-        case kModeAverage: return reader->Number(&level->time1);
-        case kModeIncrement: return reader->Number(&level->time1) && reader->Number(&level->time2);
+        case LevelDepth:
+        case LevelPlies: return reader->Number(&level->depth1);
+        case LevelTournament: return ReadGame(reader, level);
+        case LevelMoveTime:
+        case LevelAverage: return reader->Number(&level->time1);
+        case LevelIncrement: return reader->Number(&level->time1) && reader->Number(&level->time2);
         default: return true;
     }
 }
 
 bool HasTime(const LEVEL& level) {
-    return level.mode != kModeDepth && level.mode != kModePlies && level.mode != kModeInfinite;
+    return level.mode != LevelDepth && level.mode != LevelPlies && level.mode != LevelInfinite;
 }
 
 std::string Duration(unsigned seconds) { return ClockText(static_cast<int>(seconds) * 1000); }
@@ -151,9 +142,9 @@ bool ReadLevel(std::span<const std::string_view> words, LEVEL* level, std::strin
 std::string LevelText(const LEVEL& level) {
     std::string text;
     switch (level.mode) {
-        case kModeDepth:
-        case kModePlies: return "depth " + std::to_string(level.depth1);
-        case kModeGame:
+        case LevelDepth:
+        case LevelPlies: return "depth " + std::to_string(level.depth1);
+        case LevelTournament:
             if (level.moves1 == 0) {
                 text = "whole game in " + Duration(level.time1);
                 break;
@@ -163,9 +154,9 @@ std::string LevelText(const LEVEL& level) {
             text += Duration(level.time2);
             if (level.moves2 == 0) text += " for the rest";
             break;
-        case kModeMove: text = Duration(level.time1) + " a move"; break;
-        case kModeAverage: text = Duration(level.time1) + " a move on average"; break;
-        case kModeIncrement:
+        case LevelMoveTime: text = Duration(level.time1) + " a move"; break;
+        case LevelAverage: text = Duration(level.time1) + " a move on average"; break;
+        case LevelIncrement:
             text = Duration(level.time1) + " and " + std::to_string(level.time2) + " s a move";
             break;
         default: return "infinite";

@@ -14,9 +14,6 @@ namespace torval {
 namespace {
 
 constexpr std::uint32_t kEvents = EventMove | EventMainVar | EventMsg | EventPondering;
-constexpr std::uint16_t kDepthMode = 0;
-constexpr std::uint16_t kInfiniteMode = 6;
-constexpr std::uint16_t kBothClocks = 3;
 
 constexpr const char* kFiftyMoves = "Fifty moves without capture or pawn move: a draw.";
 constexpr const char* kNoMaterial = "Neither side can mate any more: the game is drawn.";
@@ -24,15 +21,12 @@ constexpr const char* kDrawn = "1/2-1/2";
 
 /// The engine's rule: no pawn, and no more than a knight or bishop a side.
 bool NobodyCanMate(const CHSBRD& board) {
-    constexpr int kKnight = 2;
-    constexpr int kBishop = 3;
-    constexpr int kKing = 6;
     int minor_pieces[2] = {};
     for (const std::uint8_t code : board.board) {
-        const int type = code & 7;
-        if (type == 0 || type == kKing) continue;
-        if (type != kKnight && type != kBishop) return false;
-        if (++minor_pieces[code & 8 ? 1 : 0] > 1) return false;
+        const int type = code & kTypeBits;
+        if (type == NoType || type == King) continue;
+        if (type != Knight && type != Bishop) return false;
+        if (++minor_pieces[code & kBlackBit ? 1 : 0] > 1) return false;
     }
     return true;
 }
@@ -60,10 +54,9 @@ Player::Player(const PlayOptions& options)
 }
 
 SiteHandlers Player::Handlers() {
-    constexpr std::uint16_t kMoveIsValid = 2;
     SiteHandlers handlers;
     handlers.move = [this](const W_BOARD& change) {
-        if (change.Mask & kMoveIsValid) made_ = change.move;
+        if (change.Mask & MaskMove) made_ = change.move;
     };
     handlers.line = [this](const MAINVAR& line) { HandleLine(line); };
     handlers.message = [this](int id, int p1, int, std::string_view text) {
@@ -74,9 +67,9 @@ SiteHandlers Player::Handlers() {
 
 void Player::HandleLine(const MAINVAR& line) {
     switch (line.iCommand) {
-        case 1:
-        case 2: thought_ = LineText(line); break;
-        case 4: final_ = line; break;
+        case LineBest:
+        case LinePondered: thought_ = LineText(line); break;
+        case LineFinal: final_ = line; break;
         default: break;
     }
 }
@@ -86,20 +79,22 @@ void Player::HandleMessage(int id, int side, std::string_view text) {
     const bool white = side == 0;
     const std::string winner = std::string(SideName(white ? 1 : 0)) + " wins.";
     switch (id) {
-        case 6: return End("Checkmate. " + winner, white ? "0-1" : "1-0");
-        case 7: return End("Stalemate: the game is drawn.", "1/2-1/2");
-        case 10: return End("The position is repeated: the game is drawn.", "1/2-1/2");
-        case 13: return End(kFiftyMoves, kDrawn);
-        case 14: return End(kNoMaterial, kDrawn);
-        case 21:
+        case MsgMate: return End("Checkmate. " + winner, white ? "0-1" : "1-0");
+        case MsgStalemate: return End("Stalemate: the game is drawn.", "1/2-1/2");
+        case MsgRepetition: return End("The position is repeated: the game is drawn.", "1/2-1/2");
+        case MsgFiftyMoves: return End(kFiftyMoves, kDrawn);
+        case MsgMaterial: return End(kNoMaterial, kDrawn);
+        case MsgTimeForfeit:
             return End(std::string(SideName(side)) + " has run out of time. " + winner,
                        white ? "0-1" : "1-0");
-        case 16: news_.push_back("The book " + quoted + " cannot be read."); break;
-        case 17: news_.push_back("The book " + quoted + " cannot be written."); break;
-        case 18: news_.push_back("The book " + quoted + " is damaged."); break;
-        case 20:
-        case 22: {
-            const std::string sentence = id == 20
+        case MsgBookNotReadable: news_.push_back("The book " + quoted + " cannot be read."); break;
+        case MsgBookNotWritten:
+            news_.push_back("The book " + quoted + " cannot be written.");
+            break;
+        case MsgBookDamaged: news_.push_back("The book " + quoted + " is damaged."); break;
+        case MsgVolumesWanted:
+        case MsgNoDatabaseMove: {
+            const std::string sentence = id == MsgVolumesWanted
                                              ? MissingVolumesSentence(text, databases_.thompson)
                                              : std::string(kNoDatabaseMoveSentence);
             // Every move of an ending would say the same.
@@ -237,7 +232,7 @@ void Player::PlayFound() {
             if (full) {
                 news_.emplace_back("The engine's record of the game is full.");
             } else {
-                HandleMessage(6, before.color, {});
+                HandleMessage(MsgMate, before.color, {});
             }
         }
         return;
@@ -301,15 +296,16 @@ void Player::FindEnd(bool running) {
     if (IsOver()) return;  // reading the clocks may have ended the game
     engine_->put_EventMask(EventMsg);
     LEVEL shallow = level;
-    shallow.mode = kDepthMode;
+    shallow.mode = LevelDepth;
     shallow.depth1 = 1;
     engine_->put_LEVEL(&shallow);
     MAINVAR line{};
     const HRESULT result = engine_->DoComputerMove(0, &line);
-    if (result == S_OK && line.vlen == 0 && over_.empty()) HandleMessage(6, Position().color, {});
+    if (result == S_OK && line.vlen == 0 && over_.empty())
+        HandleMessage(MsgMate, Position().color, {});
     if (!running) engine_->StopGame();
     engine_->put_LEVEL(&level);
-    clocks.Command = kBothClocks;
+    clocks.Command = ClocksBoth;
     engine_->put_CLOCKS(&clocks);
     engine_->put_EventMask(kEvents);
 }
@@ -367,7 +363,7 @@ bool Player::SetUp(const std::string& fen, std::string* error) {
 bool Player::IsMoveDue() const {
     LEVEL level;
     engine_->get_LEVEL(&level);
-    return thinking_ && (level.mode != kInfiniteMode || hurry_);
+    return thinking_ && (level.mode != LevelInfinite || hurry_);
 }
 
 std::vector<std::string> Player::TakeNews() { return std::exchange(news_, {}); }
@@ -415,16 +411,17 @@ Reply Player::Refuse(std::string line) { return {false, {std::move(line)}}; }
 
 Reply Player::Refuse(HRESULT code) {
     switch (code) {
-        case 5: return Refuse("the engine refuses the position");
-        case 6: return Refuse("the engine is thinking about its move: 'now' or 'stop' first");
-        case 7: return Refuse("this is no move");
-        case 8: return Refuse("there is no such legal move");
-        case 11: return Refuse("there are fewer moves to take back");
-        case 14: return Refuse("the engine is not thinking about its move");
-        case 15: return Refuse("the engine refuses these values");
-        case 20: return Refuse("there is no alternative");
-        case 21: return Refuse("the engine's record of the game is full");
-        case 22: return Refuse("the engine is busy");
+        case StatusBadPosition: return Refuse("the engine refuses the position");
+        case StatusComputerToMove:
+            return Refuse("the engine is thinking about its move: 'now' or 'stop' first");
+        case StatusBadText: return Refuse("this is no move");
+        case StatusNoMove: return Refuse("there is no such legal move");
+        case StatusTooFewMoves: return Refuse("there are fewer moves to take back");
+        case StatusNotComputing: return Refuse("the engine is not thinking about its move");
+        case StatusBadValue: return Refuse("the engine refuses these values");
+        case StatusNoAlternative: return Refuse("there is no alternative");
+        case StatusRecordFull: return Refuse("the engine's record of the game is full");
+        case StatusBusy: return Refuse("the engine is busy");
         default: return Refuse("the engine failed (" + std::to_string(code) + ")");
     }
 }

@@ -8,10 +8,6 @@ namespace torval {
 
 namespace {
 
-constexpr std::int32_t kUserBook = 1;
-constexpr std::int32_t kExcludeWhite = 0xC0;
-constexpr std::int32_t kExcludeBlack = 0x40;
-constexpr int kHighestScore = 127;
 constexpr int kMostPlies = 400;
 
 struct ModeName {
@@ -30,13 +26,15 @@ struct UseName {
     std::uint32_t use;
     const char* sentence;
 };
-constexpr std::uint32_t kBookBits = 1 | 2 | 128;
+constexpr std::uint32_t kBookBits = BookUseMain | BookUseUser | BookUseBoth;
 constexpr UseName kUses[] = {
     {"off", 0, "The engine plays without books."},
-    {"main", 1, "The engine uses its main book."},
-    {"user", 2, "The engine uses your book."},
-    {"on", 3, "The engine uses your book, and its main book where yours has no move."},
-    {"both", 1 | 2 | 128, "The engine draws from both books."},
+    {"main", BookUseMain, "The engine uses its main book."},
+    {"user", BookUseUser, "The engine uses your book."},
+    {"on",
+     BookUseMain | BookUseUser,
+     "The engine uses your book, and its main book where yours has no move."},
+    {"both", kBookBits, "The engine draws from both books."},
 };
 
 constexpr const char* kUsage =
@@ -51,25 +49,22 @@ bool BooksPlay(const EVAR& move,
                const SettingsImage& image,
                std::uint16_t plies_played) {
     constexpr std::uint32_t kLeastLimit = 2;
-    constexpr std::uint32_t kBothTogether = 128;
-    constexpr std::uint32_t kByScore = 2;
-    constexpr std::uint8_t kFromUser = 0x20;
-    constexpr std::uint8_t kExcluded = 0x40;
     const std::uint32_t limit = image.Get(settings::kBookPlyLimit);
     if (limit >= kLeastLimit && plies_played >= limit) return false;
     std::span<const BMOVE2> moves(book.MOVES, book.NmbrOfMoves);
-    const bool hides = !(image.Get(settings::kBookUse) & kBothTogether) && !moves.empty() &&
-                       (moves[0].flag & kFromUser);
+    const bool hides = !(image.Get(settings::kBookUse) & BookUseBoth) && !moves.empty() &&
+                       (moves[0].flag & BookMoveFromUser);
     bool found = false;
     std::optional<int> score;
     bool scores_differ = false;
     for (const BMOVE2& known : moves) {
-        if ((known.flag & kExcluded) || (hides && !(known.flag & kFromUser))) continue;
+        if ((known.flag & BookMoveExcluded) || (hides && !(known.flag & BookMoveFromUser)))
+            continue;
         found |= SameMove(known.move, move);
         scores_differ |= score && *score != known.score;
         score = known.score;
     }
-    return found && (scores_differ || image.Get(settings::kBookMode) != kByScore);
+    return found && (scores_differ || image.Get(settings::kBookMode) != ChooseByScore);
 }
 
 std::string LastMoves(int count) {
@@ -87,7 +82,7 @@ void Player::OpenBooks() {
     if (result != S_OK) news_.push_back("Note: " + BookProblem(books.user, result) + ".");
 }
 
-/// Asks for the books' moves in the present position; 6 while the engine computes.
+/// Asks for the books' moves in the present position; StatusComputerToMove while it computes.
 HRESULT Player::AskBooks(W_BOOKMOVES2* moves) {
     Ref<IChessBook> book;
     HRESULT result = engine_->QueryInterface(IID_IChessBook, book.ReceiveVoid());
@@ -103,7 +98,7 @@ bool Player::IsFromBook(const EVAR& move) {
     constexpr std::uint32_t kStepMs = 10;
     W_BOOKMOVES2 book{};
     HRESULT result = AskBooks(&book);
-    for (int i = 0; result == 6 && i < kTries; ++i) {
+    for (int i = 0; result == StatusComputerToMove && i < kTries; ++i) {
         WaitForMessage(kStepMs);
         PumpMessages();
         result = AskBooks(&book);
@@ -120,7 +115,7 @@ void Player::ChangeSetting(const NumberSetting& setting, std::uint32_t value) {
 
 Reply Player::Book(Words words) {
     if (words.empty()) return ListBook();
-    if (thinking_) return Refuse(6);
+    if (thinking_) return Refuse(StatusComputerToMove);
     const std::string_view verb = words[0];
     const Words rest = words.subspan(1);
     if (verb == "add") return AddToBook(rest);
@@ -143,14 +138,15 @@ Reply Player::ListBook() {
     W_BOOKMOVES2 moves{};
     const HRESULT result = AskBooks(&moves);
     // While it ponders the engine has no list of moves to compare the book's with.
-    if (result == 6 && !thinking_) return Refuse("the engine is thinking: 'stop' first");
+    if (result == StatusComputerToMove && !thinking_)
+        return Refuse("the engine is thinking: 'stop' first");
     return result == S_OK ? Reply{true, BookLines(moves, Position())} : Refuse(result);
 }
 
 Reply Player::EditBook(HRESULT result, const std::string& done) {
     pondering_ = analysing_ = false;
-    if (result == 16) return Refuse("there is no user book");
-    if (result == 15) return Refuse("your book counts games: it can only be added to");
+    if (result == BookNotReadable) return Refuse("there is no user book");
+    if (result == StatusBadValue) return Refuse("your book counts games: it can only be added to");
     if (result != S_OK) return Refuse(result);
     return Done(done);
 }
@@ -160,11 +156,11 @@ Reply Player::AddToBook(Words words) {
     int score = 0;
     const bool understood =
         words.size() <= 2 && (words.empty() || ReadNumber(words[0], 1, kMostPlies, &count)) &&
-        (words.size() < 2 || ReadNumber(words[1], -kHighestScore, kHighestScore, &score));
+        (words.size() < 2 || ReadNumber(words[1], -kHighestBookScore, kHighestBookScore, &score));
     if (!understood) return Refuse("usage: book add [MOVES [SCORE]], SCORE for White, -127 to 127");
     if (plies_.empty()) return Refuse("no moves have been played");
     count = std::min(count, static_cast<int>(plies_.size()));
-    return EditBook(engine_->AddBookMoves(kUserBook, count, score, 0),
+    return EditBook(engine_->AddBookMoves(UserBook, count, score, 0),
                     "Your book has " + LastMoves(count) + ".");
 }
 
@@ -174,14 +170,14 @@ Reply Player::DeleteFromBook(Words words) {
         return Refuse("usage: book delete [MOVES]");
     }
     if (plies_.empty()) return Refuse("no moves have been played");
-    return EditBook(engine_->DelBookMoves(kUserBook, count),
+    return EditBook(engine_->DelBookMoves(UserBook, count),
                     "Your book has " + LastMoveText() + " no more.");
 }
 
 Reply Player::ExcludeFromBook() {
     if (plies_.empty()) return Refuse("no moves have been played");
-    const std::int32_t exclude = plies_.back().before.color == 0 ? kExcludeWhite : kExcludeBlack;
-    return EditBook(engine_->AddBookMoves(kUserBook, 1, 0, exclude),
+    const std::int32_t exclude = plies_.back().before.color == 0 ? kBookMarkWorse : kBookMarkBetter;
+    return EditBook(engine_->AddBookMoves(UserBook, 1, 0, exclude),
                     "The engine will not play " + LastMoveText() + " from your book.");
 }
 

@@ -171,15 +171,16 @@ Reply Player::Execute(std::string_view line) {
 Reply Player::EnterMove(std::string_view text) {
     if (IsOver()) return Refuse("the game is over: 'new', 'back' or 'fen' go on from here");
     // The engine itself refuses only once its thread has taken the command up.
-    if (thinking_) return Refuse(6);
+    if (thinking_) return Refuse(StatusComputerToMove);
     const CHSBRD before = Position();
     MOVES made;
     const HRESULT result = engine_->DoMove(std::string(text).c_str(), &made);
     switch (result) {
-        case 0: break;
-        case 7: return Refuse(Quote(text) + " is neither a move nor a command; 'help' lists them");
-        case 8: return Refuse(Quote(text) + " is not a legal move");
-        case 9: {
+        case StatusOk: break;
+        case StatusBadText:
+            return Refuse(Quote(text) + " is neither a move nor a command; 'help' lists them");
+        case StatusNoMove: return Refuse(Quote(text) + " is not a legal move");
+        case StatusAmbiguous: {
             std::string moves;
             for (std::size_t i = 0; i < made.NmbrOfMoves; ++i)
                 moves += " " + LongText(made.MOVES[i]);
@@ -216,14 +217,14 @@ Reply Player::Fen(Words words) {
 Reply Player::Go(Words words) {
     if (!words.empty()) return Refuse("usage: go");
     if (IsOver()) return Refuse("the game is over: 'new', 'back' or 'fen' go on from here");
-    if (thinking_) return Refuse(6);
+    if (thinking_) return Refuse(StatusComputerToMove);
     const HRESULT result = Think();
     return result == S_OK ? Done() : Refuse(result);
 }
 
 Reply Player::Now(Words words) {
     if (!words.empty()) return Refuse("usage: now");
-    if (!thinking_) return Refuse(14);
+    if (!thinking_) return Refuse(StatusNotComputing);
     hurry_ = true;
     return Done();
 }
@@ -250,17 +251,17 @@ Reply Player::PonderSwitch(Words words) {
 
 Reply Player::Analyse(Words words) {
     if (!words.empty()) return Refuse("usage: analyse");
-    if (thinking_) return Refuse(6);
+    if (thinking_) return Refuse(StatusComputerToMove);
     if (IsOver()) return Refuse("the game is over");
     if (!pondering_) Ponder();
-    if (!pondering_) return Refuse(22);
+    if (!pondering_) return Refuse(StatusBusy);
     analysing_ = true;
     return Done("Analysing.");
 }
 
 Reply Player::Hint(Words words) {
     if (!words.empty()) return Refuse("usage: hint");
-    if (thinking_) return Refuse(6);
+    if (thinking_) return Refuse(StatusComputerToMove);
     EVAR move{};
     const HRESULT result = engine_->GetHint(&move);
     if (result == S_FALSE) {
@@ -273,8 +274,8 @@ Reply Player::Hint(Words words) {
 
 Reply Player::Next(Words words) {
     if (!words.empty()) return Refuse("usage: next");
-    if (thinking_) return Refuse(6);
-    if (plies_.empty()) return Refuse(20);
+    if (thinking_) return Refuse(StatusComputerToMove);
+    if (plies_.empty()) return Refuse(StatusNoAlternative);
     EVAR move{};
     const std::string over = std::exchange(over_, {});
     const HRESULT result = engine_->DoNextBestMove(&move);
@@ -300,8 +301,8 @@ Reply Player::Back(Words words) {
         count == 0) {
         return Refuse("usage: back [N], N from 1 to " + std::to_string(kMostBack));
     }
-    if (thinking_) return Refuse(6);
-    if (static_cast<std::size_t>(count) > plies_.size()) return Refuse(11);
+    if (thinking_) return Refuse(StatusComputerToMove);
+    if (static_cast<std::size_t>(count) > plies_.size()) return Refuse(StatusTooFewMoves);
     const HRESULT result = engine_->MoveBack(count);
     if (result != S_OK) return Refuse(result);
     pondering_ = analysing_ = false;
@@ -337,9 +338,9 @@ Reply Player::Level(Words words) {
     if (!ReadLevel(words, &level, &error)) {
         return Refuse("level: " + error + "; 'help level' lists the forms");
     }
-    if (thinking_) return Refuse(6);
+    if (thinking_) return Refuse(StatusComputerToMove);
     const HRESULT result = engine_->put_LEVEL(&level);
-    if (result == 15) {
+    if (result == StatusBadValue) {
         return Refuse(
             "level: out of range (depth to 30; game: 60 s or more and 200 moves or fewer; "
             "move and average: 1 to 28800 s; increment: 10 to 28800 s and to 3600 s)");
@@ -362,8 +363,8 @@ Reply Player::Clock(Words words) {
         !ReadNumber(words[1], 0, kMostSeconds, &seconds)) {
         return Refuse("usage: clock [white|black SECONDS]");
     }
-    if (thinking_) return Refuse(6);
-    clocks.Command = white ? 1 : 2;
+    if (thinking_) return Refuse(StatusComputerToMove);
+    clocks.Command = white ? ClocksWhite : ClocksBlack;
     clocks.wtime = clocks.btime = seconds * 1000;
     const HRESULT result = engine_->put_CLOCKS(&clocks);
     return result == S_OK ? Clock({}) : Refuse(result);

@@ -1,6 +1,5 @@
 #include "apps/makers/tables/directories.h"
 #include "apps/play/player.h"
-#include "apps/text/game_text.h"
 #include "apps/text/text.h"
 
 namespace torval {
@@ -36,7 +35,7 @@ void Player::ReadDatabaseSettings() {
     databases_ = {.nalimov = image.NalimovPath(),
                   .thompson = image.Get(settings::kThompsonPath),
                   .cache_mb = image.Get(settings::kCacheSizeMB),
-                  .in_use = (image.Get(settings::kBookUse) & kUseDatabases) != 0};
+                  .in_use = (image.Get(settings::kBookUse) & BookUseDatabases) != 0};
     told_missing_.clear();
 }
 
@@ -74,8 +73,8 @@ Reply Player::UseThompsonPath(const std::string& paths) {
 Reply Player::UseDatabases(bool use) {
     Halt();
     const std::uint32_t others =
-        SettingsImage::Of(engine_).Get(settings::kBookUse) & ~kUseDatabases;
-    ChangeSetting(settings::kBookUse, others | (use ? kUseDatabases : 0));
+        SettingsImage::Of(engine_).Get(settings::kBookUse) & ~BookUseDatabases;
+    ChangeSetting(settings::kBookUse, others | (use ? BookUseDatabases : 0));
     ReadDatabaseSettings();
     return TellDatabases();
 }
@@ -101,7 +100,7 @@ Reply Player::Databases(Words words) {
     const Words rest = words.subspan(1);
     const bool is_path = verb == "path" || verb == "thompson";
     if (rest.empty() && (is_path || verb == "cache")) return TellDatabases();
-    if (thinking_) return Refuse(6);
+    if (thinking_) return Refuse(StatusComputerToMove);
     if (rest.empty() && (verb == "on" || verb == "off")) return UseDatabases(verb == "on");
     std::string value = JoinWords({rest.begin(), rest.end()});
     if (verb == "cache") {
@@ -117,7 +116,7 @@ Reply Player::Databases(Words words) {
     value = ExpandHomes(value, kNalimovSeparators);
     if (!MissingFolder(value).empty()) {
         return Refuse("the path of the databases stays as it is: " +
-                      NewPathProblem(kNalimovPathControl, value));
+                      NewPathProblem(kNalimovPathEdit, value));
     }
     Reply reply = UseNalimovPath(value, databases_.cache_mb);
     if (!reply.accepted) return reply;
@@ -126,9 +125,9 @@ Reply Player::Databases(Words words) {
 }
 
 std::string Player::NewPathProblem(std::uint32_t control, const std::string& value) const {
-    if (control == kThompsonPathControl) return ThompsonPathProblem(value);
+    if (control == kThompsonPathEdit) return ThompsonPathProblem(value);
     // A cache of another size has the engine look at the files anew, too.
-    const bool is_path = control == kNalimovPathControl;
+    const bool is_path = control == kNalimovPathEdit;
     std::string problem = NalimovPathProblem(is_path ? value : databases_.nalimov);
     return problem.empty() && is_path ? MissingFolder(value) : problem;
 }

@@ -8,7 +8,6 @@
 #include "apps/makers/tables/directories.h"
 #include "apps/play/player.h"
 #include "apps/play/settings_text.h"
-#include "apps/text/game_text.h"
 #include "apps/text/moves.h"
 #include "apps/text/replace_file.h"
 #include "apps/text/text.h"
@@ -77,13 +76,13 @@ Reply Player::Settings(Words words) {
     std::string answer;
     std::string value = JoinWords({words.begin() + 1, words.end()});
     const auto control = static_cast<std::uint32_t>(number);
-    if (control == kNalimovPathControl) value = ExpandHomes(value, kNalimovSeparators);
-    if (control == kThompsonPathControl) value = ExpandHomes(value, kThompsonSeparators);
+    if (control == kNalimovPathEdit) value = ExpandHomes(value, kNalimovSeparators);
+    if (control == kThompsonPathEdit) value = ExpandHomes(value, kThompsonSeparators);
     if (IsDatabaseControl(control)) {
         if (const std::string problem = NewPathProblem(control, value); !problem.empty()) {
             return Refuse("setting " + std::to_string(number) + " stays as it is: " + problem);
         }
-        if (thinking_) return Refuse(6);
+        if (thinking_) return Refuse(StatusComputerToMove);
         Halt();
         LeaveOutOwnDamage();
     }
@@ -233,7 +232,6 @@ Player::Kept Player::Keep() {
 }
 
 void Player::Restore(const Kept& kept) {
-    constexpr std::uint16_t kBothClocks = 3;
     std::string ignored;
     Halt();
     Replay(kept.game, &ignored);
@@ -245,7 +243,7 @@ void Player::Restore(const Kept& kept) {
     saved_game_ = kept.saved;
     result_ = kept.game.result;
     CLOCKS clocks = kept.clocks;
-    clocks.Command = kBothClocks;
+    clocks.Command = ClocksBoth;
     engine_->put_CLOCKS(&clocks);
     if (!kept.running || IsOver()) return;
     engine_->StartGame();
@@ -273,7 +271,7 @@ bool Player::Replay(const PgnGame& game, std::string* error) {
             return false;
         }
         // Nor does a clock end it that ran out meanwhile.
-        if (made.iStatus == 0) forget_end();
+        if (made.iStatus == OutcomeGoesOn) forget_end();
         Append(made.MOVES[0], before, false);
     }
     // Nobody's clock runs until a move is made here.

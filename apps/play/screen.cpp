@@ -2,11 +2,12 @@
 
 #include <array>
 
+#include "torval/codes.h"
+
 namespace torval {
 
 namespace {
 
-constexpr int kBlackBit = 8;
 constexpr std::array<const char*, 7> kWhiteMen = {
     " ", "\u2659", "\u2658", "\u2657", "\u2656", "\u2655", "\u2654"};
 constexpr std::array<const char*, 7> kBlackMen = {
@@ -14,7 +15,7 @@ constexpr std::array<const char*, 7> kBlackMen = {
 constexpr const char* kLetters = ".pnbrqk";
 
 std::string ManText(std::uint8_t code, bool ascii, bool dark_square) {
-    const int type = code & 7;
+    const int type = code & kTypeBits;
     const bool black = code & kBlackBit;
     if (type == 0) {
         if (ascii) return dark_square ? "-" : ".";
@@ -70,7 +71,7 @@ std::vector<std::string> BoardLines(const CHSBRD& board, const EVAR* last, Board
     std::vector<std::string> lines;
     const auto is_marked = [&](int rank, int file) {
         const int square = 16 * rank + file;
-        return last && ((last->from & 0x77) == square || (last->to & 0x77) == square);
+        return last && ((last->from & kSquareBits) == square || (last->to & kSquareBits) == square);
     };
     for (int row = 0; row < 8; ++row) {
         const int rank = style.flipped ? row : 7 - row;

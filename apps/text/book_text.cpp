@@ -1,16 +1,15 @@
 #include "apps/text/book_text.h"
-#include "apps/text/san.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 
+#include "apps/text/san.h"
+#include "torval/codes.h"
+
 namespace torval {
 
 namespace {
-
-constexpr std::uint8_t kUserBook = 0x20;
-constexpr std::uint8_t kExcluded = 0x40;
 
 /// "120   45% 30% 25%": games, and of these won, drawn, lost by the side to move.
 std::string GamesText(const BMOVE2& move, bool white) {
@@ -37,8 +36,8 @@ std::string GamesText(const BMOVE2& move, bool white) {
 }  // namespace
 
 std::string BookRemark(std::uint8_t flags) {
-    std::string remark = flags & kUserBook ? "user book" : "";
-    if (flags & kExcluded) remark += remark.empty() ? "not played" : ", not played";
+    std::string remark = flags & BookMoveFromUser ? "user book" : "";
+    if (flags & BookMoveExcluded) remark += remark.empty() ? "not played" : ", not played";
     return remark;
 }
 

@@ -1,6 +1,7 @@
 #include "apps/text/moves.h"
 
 #include "apps/text/text.h"
+#include "torval/codes.h"
 
 namespace torval {
 
@@ -8,8 +9,6 @@ namespace {
 
 constexpr std::string_view kTypeLetters = " pnbrqk";
 constexpr std::string_view kPromotionLetters = "nbrq";
-constexpr std::uint8_t kSquareBits = 0x77;
-constexpr std::uint8_t kPromotionBits = 0x70;
 
 char Upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
@@ -25,7 +24,7 @@ std::string SquareText(std::uint8_t square) {
 
 std::string CoordinateText(const EVAR& move) {
     std::string text = SquareText(move.from) + SquareText(move.to);
-    const unsigned promotion = (move.flags & kPromotionBits) >> 4;
+    const unsigned promotion = (move.flags & kPromotionBits) >> kPromotionShift;
     if (promotion > 0 && promotion < kTypeLetters.size()) text += kTypeLetters[promotion];
     return text;
 }

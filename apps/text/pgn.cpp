@@ -17,7 +17,6 @@ constexpr std::array<std::pair<const char*, const char*>, 6> kRoster = {{{"Event
                                                                          {"Round", "?"},
                                                                          {"White", "?"},
                                                                          {"Black", "?"}}};
-constexpr HRESULT kAmbiguous = 9;
 
 std::string TagLine(std::string_view name, std::string_view value) {
     std::string line = "[" + std::string(name) + " \"";
@@ -220,7 +219,7 @@ HRESULT EnterPgnMove(IChessEngine* engine, std::string_view move, MOVES* made) {
     const std::string text = Plain(move);
     const HRESULT result = engine->DoMove(text.c_str(), made);
     const std::size_t type = std::string_view("  NBRQK").find(text.empty() ? ' ' : text[0]);
-    if (result != kAmbiguous || type < 2 || type > 6) return result;
+    if (result != StatusAmbiguous || type < 2 || type > 6) return result;
     // A capital B finds bishop moves and captures of the b-pawn; here it means the bishop.
     const EVAR* found = nullptr;
     for (std::size_t i = 0; i < made->NmbrOfMoves; ++i) {

@@ -13,12 +13,7 @@ namespace torval {
 
 namespace {
 
-constexpr std::uint16_t kFixedDepth = 0;
-constexpr std::uint16_t kNoLimit = 6;
 constexpr std::int64_t kDeepest = 30;
-constexpr int kFinalLine = 4;
-constexpr int kBestLine = 1;
-constexpr int kMessageStalemate = 7;
 
 /// A mate in n is 2n - 1 plies deep; what the search cuts short, it finds a little later.
 constexpr std::int64_t kPliesBeyondMate = 3;
@@ -30,7 +25,7 @@ LEVEL LevelFor(const GoLimits& limits, LEVEL level) {
     std::int64_t depth = limits.depth.value_or(kDeepest + 1);
     if (limits.mate) depth = std::min(depth, 2 * *limits.mate - 1 + kPliesBeyondMate);
     const bool limited = depth <= kDeepest || limits.depth || limits.mate;
-    level.mode = limited ? kFixedDepth : kNoLimit;
+    level.mode = limited ? LevelDepth : LevelInfinite;
     // Without a limit a depth here would make the engine wait when it is reached.
     level.depth1 =
         limited ? static_cast<std::int16_t>(std::clamp<std::int64_t>(depth, 1, kDeepest)) : 0;
@@ -44,8 +39,8 @@ std::int32_t ClockValue(std::int64_t ms) {
 
 CLOCKS ClocksFor(const GoLimits& limits) {
     CLOCKS clocks{};
-    if (limits.time_ms[0]) clocks.Command |= 1;
-    if (limits.time_ms[1]) clocks.Command |= 2;
+    if (limits.time_ms[0]) clocks.Command |= ClocksWhite;
+    if (limits.time_ms[1]) clocks.Command |= ClocksBlack;
     clocks.wtime = ClockValue(limits.time_ms[0].value_or(0));
     clocks.btime = ClockValue(limits.time_ms[1].value_or(0));
     return clocks;
@@ -179,9 +174,9 @@ void Computation::Answer() {
 
 void Computation::HeardLine(const MAINVAR& line) {
     if (!running_ || final_) return;
-    if (line.iCommand == kFinalLine) {
+    if (line.iCommand == LineFinal) {
         final_ = line;
-    } else if (line.iCommand == kBestLine) {
+    } else if (line.iCommand == LineBest) {
         Inform(line);
         const std::optional<int> mate = MovesToMate(line.score);
         if (limits_.mate && mate && *mate > 0 && *mate <= *limits_.mate) enough_ = true;
@@ -204,7 +199,7 @@ void Computation::HeardRootMove(int depth, int moves_to_go, EVAR move) {
 }
 
 void Computation::HeardMessage(int id) {
-    if (running_ && id == kMessageStalemate) stalemate_ = true;
+    if (running_ && id == MsgStalemate) stalemate_ = true;
 }
 
 }  // namespace torval

@@ -47,7 +47,7 @@ constexpr std::int64_t kDefaultOverheadMs = 30;
 constexpr std::array kOptions = {
     Option{"Hash", Kind::Hash, 1, 160},
     Option{"Clear Hash", Kind::Button, 0, 0},
-    Option{"Use Hash Table", Kind::Check, 0, 1, settings::kTranspFlags, settings::kTableInUse},
+    Option{"Use Hash Table", Kind::Check, 0, 1, settings::kTranspFlags, TranspInUse},
     Option{"Ponder", Kind::Ponder, 0, 1},
     Option{"OwnBook", Kind::OwnBook, 0, 1},
     Option{"BookFile", Kind::BookFile, 0, 0},
@@ -56,7 +56,7 @@ constexpr std::array kOptions = {
     Option{"NalimovCache", Kind::NalimovCache, 0, kLargestCacheMB, settings::kCacheSizeMB},
     Option{"ThompsonPath", Kind::ThompsonPath, 0, 0},
     Option{"Move Overhead", Kind::Overhead, 0, 5000},
-    Option{"Low Priority", Kind::Check, 0, 1, settings::kBrainFlags, settings::kLowPriority},
+    Option{"Low Priority", Kind::Check, 0, 1, settings::kBrainFlags, BrainLowPriority},
     Option{"Capture Search Depth", Kind::CaptureDepth, 0, 30},
     Option{"Null Move Reduction", Kind::Number, 1, 10, settings::kNullMoveReduction},
     Option{"Check Extension Ply", Kind::Number, 0, 60, settings::kCheckExtensionPly},
@@ -74,9 +74,6 @@ constexpr std::array<std::string_view, 4> kBookModes = {"Best", "Games", "Score"
 
 /// How the protocol writes a text of no characters.
 constexpr std::string_view kEmptyText = "<empty>";
-
-constexpr std::uint32_t kUseMainBook = 1;
-constexpr std::uint32_t kUseUserBook = 2;
 
 constexpr const char* kTooLate = " would have to be set before the first position or go";
 
@@ -171,8 +168,8 @@ std::string ProtocolOptions::SetCheck(std::size_t index, const std::string& valu
         UseBooks();
         return {};
     }
-    if (option.bit == settings::kTableInUse &&
-        option.setting.offset == settings::kTranspFlags.offset && on && !table_exists_) {
+    if (option.bit == TranspInUse && option.setting.offset == settings::kTranspFlags.offset && on &&
+        !table_exists_) {
         return "there is no hash table to use";
     }
     const std::uint32_t others = image_.Get(option.setting) & ~option.bit;
@@ -257,15 +254,15 @@ bool ProtocolOptions::uses_databases() const {
 }
 
 void ProtocolOptions::UseDatabases() {
-    const std::uint32_t others = image_.Get(settings::kBookUse) & ~kUseDatabases;
-    image_.Set(settings::kBookUse, others | (uses_databases() ? kUseDatabases : 0));
+    const std::uint32_t others = image_.Get(settings::kBookUse) & ~BookUseDatabases;
+    image_.Set(settings::kBookUse, others | (uses_databases() ? BookUseDatabases : 0));
     changed_ = true;
 }
 
 /// The usual books or the one that stands for them, while the engine is to use any.
 void ProtocolOptions::UseBooks() {
-    const std::uint32_t books = book_file_.empty() ? kUseMainBook : kUseUserBook;
-    const std::uint32_t others = image_.Get(settings::kBookUse) & ~(kUseMainBook | kUseUserBook);
+    const std::uint32_t books = book_file_.empty() ? BookUseMain : BookUseUser;
+    const std::uint32_t others = image_.Get(settings::kBookUse) & ~(BookUseMain | BookUseUser);
     image_.Set(settings::kBookUse, others | (own_book_ ? books : 0));
     changed_ = true;
 }

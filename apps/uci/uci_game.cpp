@@ -17,15 +17,15 @@ constexpr int kLastPly = 392;
 /// What stays in the record when no move of it was irreversible: draws are found in these.
 constexpr std::size_t kKeptPlies = 150;
 
-constexpr std::uint8_t kPawn = 1;
-
 bool IsDoubleStep(const EVAR& move) {
     constexpr int kTwoRanks = 32;
-    const int step = (move.to & 0x77) - (move.from & 0x77);
-    return (move.flags & 7) == kPawn && (step == kTwoRanks || step == -kTwoRanks);
+    const int step = (move.to & kSquareBits) - (move.from & kSquareBits);
+    return (move.flags & kTypeBits) == Pawn && (step == kTwoRanks || step == -kTwoRanks);
 }
 
-bool IsIrreversible(const EVAR& move) { return move.capture != 0 || (move.flags & 7) == kPawn; }
+bool IsIrreversible(const EVAR& move) {
+    return move.capture != 0 || (move.flags & kTypeBits) == Pawn;
+}
 
 }  // namespace
 

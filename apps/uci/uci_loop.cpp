@@ -183,11 +183,9 @@ void UciLoop::UseNalimovPath() {
 }
 
 void UciLoop::HeardMessage(int id, std::string_view text) {
-    constexpr int kVolumesMissing = 20;
-    constexpr int kNoDatabaseMove = 22;
-    if (id == kVolumesMissing) {
+    if (id == MsgVolumesWanted) {
         Remark(MissingVolumesSentence(text, options_.image().Get(settings::kThompsonPath)));
-    } else if (id == kNoDatabaseMove) {
+    } else if (id == MsgNoDatabaseMove) {
         Remark(kNoDatabaseMoveSentence);
     }
     computation_.HeardMessage(id);

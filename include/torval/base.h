@@ -9,7 +9,7 @@
 // Identifiers are 16 bytes, fixed for ever: an interface under the same identifier never changes.
 //
 // Errors   an HRESULT is negative for a failure. 0 is success, 1 a negative or empty answer, and the
-//          engine's own refusals are small positive numbers (engine.h lists them).
+//          engine's own refusals are small positive numbers (codes.h lists them).
 // Thread   an object belongs to the thread (the apartment) that created it, see apartment.h. Its
 //          reference count may be changed on any thread.
 #pragma once

@@ -7,20 +7,19 @@
 // Thread   all methods run on the thread that created the object. While a computation runs on the
 //          engine's own thread, its callbacks arrive on the host's thread when that dispatches its
 //          messages.
-// Errors   S_OK, S_FALSE for a negative or empty answer, E_ codes, or an engine code: 5 position
-//          refused, 6 the engine is computing its own move, 7 unreadable text, 8 no such move, 9
-//          ambiguous, 11 fewer moves to take back, 13 game running, 14 not computing, 15 bad value,
-//          20 no alternative, 21 record full, 22 busy. A null pointer where one is needed gives
-//          E_POINTER. What is refused changes nothing.
+// Errors   S_OK, S_FALSE for a negative or empty answer, E_ codes, or a Status (codes.h), given by
+//          its number below. A null pointer where one is needed gives E_POINTER. What is refused
+//          changes nothing.
 #pragma once
 
+#include "torval/codes.h"
 #include "torval/identifiers.h"
 #include "torval/records.h"
 #include "torval/stream.h"
 
 namespace torval {
 
-/// Bits of the event mask: what reaches the site. Final results (iCommand 4) always do.
+/// Bits of the event mask: what reaches the site. Final results (LineFinal) always do.
 enum EventMaskBit : std::uint32_t {
     EventClocks = 1,
     EventMove = 2,
@@ -34,20 +33,18 @@ enum EventMaskBit : std::uint32_t {
 /// for the computation that raised it.
 class IChessEngineSite : public IUnknown {
 public:
-    /// The game position after a new game, set-up or take-back (Mask 1) or a move (3 or 7).
+    /// The game position after a new game, set-up or take-back (MaskBoard) or a move (with MaskMove).
     virtual HRESULT OutputMove(W_BOARD* ev) = 0;
     /// A root move is about to be searched; moves_to_go counts it and those after it.
     virtual HRESULT OutputNextMove(std::int32_t depth, std::int32_t moves_to_go, EVAR ev) = 0;
     virtual HRESULT OutputClocks(CLOCKS* pClocks) = 0;
-    /// iCommand 1 best line, 2 the same while pondering, 3 alternatives, 4 final result.
+    /// iCommand is a LineKind.
     virtual HRESULT OutputMainVar(MAINVAR* pMainVar) = 0;
     /// Never sent: a host asks GetProgress.
     virtual HRESULT OutputProgress(B_STATS* pStats, std::uint16_t completion) = 0;
     /// Never sent.
     virtual HRESULT OutputMsgBook(const char* txt) = 0;
-    /// 6 mate (p1 the mated side), 7 stalemate, 10 repetition, 13 fifty moves, 14 material, 16
-    /// book cannot be read, 17 not written, 18 damaged (txt the book), 20 and 22 root databases, 21
-    /// time forfeit (p1 the side), 50 the engine thread runs (txt its version).
+    /// id is a MessageNumber, which says what p1, p2 and txt hold; else they are 0 and empty.
     virtual HRESULT OutputMsg(std::int32_t id,
                               std::int32_t p1,
                               std::int32_t p2,

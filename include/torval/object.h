@@ -1,22 +1,30 @@
-// What every object of the engine is built on: a reference count and a list of interfaces.
+// An object with interfaces: its reference count, and how it is asked for them. The engine's objects
+// are built on it, and so may be a host's, such as its IChessEngineSite.
 //
-// An implementation derives from Object<Interfaces...> and lists, in its kInterfaces, which
-// identifier each interface answers to; the first listed interface is the object's identity, which
-// IID_IUnknown gets. Objects are made with MakeObject and end with their last reference.
+// A class T derives from Object<T, Interfaces...> and has a public
+//
+//     void* FindInterface(const GUID& iid);
+//
+// that returns the interface of this identifier, converted to that interface's class, and null when
+// there is none. For IID_IUnknown it always returns the same one. Objects are made with MakeObject
+// and end with their last reference.
 //
 // Thread   the count is atomic; everything else is the implementation's affair.
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <new>
 #include <utility>
 
-#include "torval/identifiers.h"
+#include "torval/base.h"
 
 namespace torval {
 
-/// Objects alive in the process; tests look for leaks with it.
+namespace for_tests {
+/// Objects alive in the process, to look for leaks.
 inline std::atomic<int> live_objects = 0;
+}  // namespace for_tests
 
 template <typename Derived, typename... Interfaces>
 class Object : public Interfaces... {
@@ -39,8 +47,8 @@ public:
     }
 
 protected:
-    Object() { live_objects.fetch_add(1); }
-    virtual ~Object() { live_objects.fetch_sub(1); }
+    Object() { for_tests::live_objects.fetch_add(1); }
+    virtual ~Object() { for_tests::live_objects.fetch_sub(1); }
 
 private:
     std::atomic<std::uint32_t> references_ = 1;

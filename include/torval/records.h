@@ -4,12 +4,12 @@
 // Units    times in the unit each field names; scores in 1/128 pawn (kPawnUnits).
 // Thread   plain data; whoever holds a record owns it.
 // Errors   none here: a refused record is answered by the method it was passed to.
+// Codes    enumerations and bits named here are in codes.h.
 //
 // Squares  CHSBRD.board counts 0..63 (8 * rank + file, a1 = 0); a move's squares are 0x88 numbers
 //          (16 * rank + file), whose bits 0x08 and 0x80 are free for annotations.
-// Pieces   0 empty; else type (1 pawn, 2 knight, 3 bishop, 4 rook, 5 queen, 6 king) + 8 for Black
-//          or 16 for White. The engine writes further attack bits (32, 64, 128) and reads only the
-//          low five.
+// Pieces   0 empty; else a PieceType with kBlackBit or kWhiteBit. The engine writes further attack
+//          bits (32, 64, 128) and reads only the low five.
 // Sides    0 White, 1 Black.
 #pragma once
 
@@ -36,8 +36,7 @@ static_assert(sizeof(EVAR) == 4);
 /// A position.
 struct CHSBRD {
     std::uint8_t board[64];    ///< piece bytes, a1 first, then b1 ... h8
-    std::uint8_t castle;       ///< rights lost: 1 h1, 2 e1, 4 a1, 8 White castled; 16 h8, 32 e8,
-                               ///< 64 a8, 128 Black castled
+    std::uint8_t castle;       ///< rights lost, CastleBit
     std::uint8_t fifty_moves;  ///< half-moves since the last capture or pawn move
     std::uint8_t ep_flag;      ///< written as 0, ignored on input
     std::uint8_t color;        ///< side to move
@@ -49,9 +48,9 @@ static_assert(offsetof(CHSBRD, color) == 67 && offsetof(CHSBRD, ply_no) == 68);
 
 /// The position after a change of the game, sent with OutputMove.
 struct W_BOARD {
-    std::uint16_t Mask;   ///< 1: brd is valid (always), 2: move is valid, 4: alternatives exist
+    std::uint16_t Mask;   ///< BoardMaskBit
     CHSBRD brd;           ///< the game position after the move
-    EVAR move;            ///< the move just made with its annotations; zero without Mask bit 2
+    EVAR move;            ///< the move just made with its annotations; zero without MaskMove
     std::int16_t aScore;  ///< always 0
 };
 static_assert(sizeof(W_BOARD) == 78 && offsetof(W_BOARD, Mask) == 0);
@@ -60,7 +59,7 @@ static_assert(offsetof(W_BOARD, aScore) == 76);
 
 /// The result of entering a move.
 struct MOVES {
-    std::uint16_t iStatus;  ///< 0 goes on, 6 mate, 10 repetition, 13 fifty moves, 14 material
+    std::uint16_t iStatus;         ///< an Outcome
     std::uint16_t LastFoundMoves;  ///< legal moves that match the text
     std::uint16_t NmbrOfMoves;     ///< the same number
     EVAR MOVES[256];               ///< the matching moves; after success entry 0 is the move made
@@ -71,9 +70,9 @@ static_assert(offsetof(MOVES, MOVES) == 6);
 
 /// A line of play.
 struct MAINVAR {
-    std::int16_t iCommand;  ///< 1 best line, 2 the same while pondering, 3 alternatives, 4 final
+    std::int16_t iCommand;  ///< a LineKind
     std::int16_t vlen;      ///< moves in bstvar
-    std::int16_t depth;     ///< iteration depth; 0 book or alternatives, 99 endgame databases
+    std::int16_t depth;     ///< iteration depth; 0 book or alternatives, or kDatabaseDepth
     std::int16_t score;     ///< for the side to move, 1/128 pawn
     EVAR bstvar[32];        ///< the moves; entries beyond vlen are unspecified
 };
@@ -83,8 +82,7 @@ static_assert(offsetof(MAINVAR, score) == 6 && offsetof(MAINVAR, bstvar) == 8);
 
 /// The playing level. Times in seconds.
 struct LEVEL {
-    std::uint16_t
-        mode;  ///< 0, 3 depth; 1 tournament; 2 per move; 4 average; 5 increment; 6 infinite
+    std::uint16_t mode;   ///< a LevelMode
     std::int16_t depth1;  ///< modes 0, 3: last iteration; else a cap on the depth when not 0
     std::int16_t depth2;  ///< depth below which the capture search stops (negative), 0 none
     std::uint16_t time1;
@@ -105,7 +103,7 @@ static_assert(offsetof(LEVEL, spare) == 18);
 
 /// Both clocks, in milliseconds.
 struct CLOCKS {
-    std::uint16_t Command;  ///< put: 1 take wtime, 2 take btime; output: 1, 2 or 3 what changed
+    std::uint16_t Command;  ///< ClocksBit: on put which to take, on output which changed
     std::int32_t wtime;
     std::int32_t btime;
 };
@@ -139,13 +137,13 @@ static_assert(offsetof(B_STATS, TotalErrors) == 40);
 struct BMOVE {
     EVAR move;
     std::int8_t score;
-    std::uint8_t flag;  ///< the book's flags; 32: from the user book
+    std::uint8_t flag;  ///< the book's flags, BookMoveFlag among them
 };
 static_assert(sizeof(BMOVE) == 6 && offsetof(BMOVE, move) == 0);
 static_assert(offsetof(BMOVE, score) == 4 && offsetof(BMOVE, flag) == 5);
 
 struct W_BOOKMOVES {
-    std::uint16_t iStatus;  ///< 0: the books were asked; 6: not possible now
+    std::uint16_t iStatus;  ///< StatusOk: the books were asked; StatusComputerToMove: not now
     std::uint16_t NmbrOfMoves;
     BMOVE MOVES[32];
 };

@@ -9,18 +9,9 @@
 #include <compare>
 
 #include "board/move_list.h"
+#include "torval/codes.h"
 
 namespace torval {
-
-inline constexpr std::uint8_t kSquareBits = 0x77;
-inline constexpr std::uint8_t kCheckMark = 0x80;   ///< in Move::to
-inline constexpr std::uint8_t kMateMark = 0x08;    ///< in Move::to
-inline constexpr std::uint8_t kFileNeeded = 0x08;  ///< in Move::from
-inline constexpr std::uint8_t kRankNeeded = 0x80;  ///< in Move::from
-inline constexpr std::uint8_t kEnPassantFlags = 0x09;
-inline constexpr std::uint8_t kCastlingFlags = 0x86;
-inline constexpr std::uint8_t kPromotionBits = 0x70;
-inline constexpr std::uint8_t kCastlingBit = 0x80;
 
 /// The move without the marks in its squares.
 constexpr Move Plain(Move move) {
@@ -30,7 +21,7 @@ constexpr Move Plain(Move move) {
 }
 
 constexpr PieceType PromotionType(Move move) {
-    return static_cast<PieceType>((move.flags & kPromotionBits) >> 4);
+    return static_cast<PieceType>((move.flags & kPromotionBits) >> kPromotionShift);
 }
 
 /// The destination as tables and books store it: the square, or for a promotion 0x80 + type * 16 +

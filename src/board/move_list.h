@@ -14,6 +14,7 @@
 #include <cstdint>
 
 #include "board/position.h"
+#include "state/eval_result.h"
 
 namespace torval {
 
@@ -61,6 +62,16 @@ extern MoveArenaBuffer MoveArena;
 /// The entry a link leads to, null at the end of a chain.
 inline MoveEntry* EntryAt(Link link) { return link == kNoLink ? nullptr : &MoveArena.At(link); }
 inline MoveEntry* NextEntry(const MoveEntry& entry) { return EntryAt(entry.next); }
+
+/// What is known of a root move, kept in its entry's `order`.
+inline EvalResult RootResult(const MoveEntry& entry) {
+    const auto bits = static_cast<std::uint32_t>(entry.order);
+    return {static_cast<std::int16_t>(bits & 0xFFFF), static_cast<std::uint16_t>(bits >> 16)};
+}
+inline void SetRootResult(MoveEntry* entry, EvalResult result) {
+    entry->order = static_cast<std::int32_t>(std::uint32_t{result.flags} << 16 |
+                                             static_cast<std::uint16_t>(result.score));
+}
 
 /// Takes the entry that `*link` leads to out of its chain.
 inline void Unlink(Link* link) { *link = MoveArena.At(*link).next; }

@@ -11,19 +11,16 @@
 #include <cstdint>
 
 #include "board/square.h"
+#include "torval/codes.h"
 
 namespace torval {
 
 using PieceCode = std::uint8_t;
 
-enum PieceType : std::uint8_t { NoType, Pawn, Knight, Bishop, Rook, Queen, King };
-
-inline constexpr PieceCode kBlackBit = 8;
-inline constexpr PieceCode kWhiteBit = 16;
 inline constexpr PieceCode kColourBits = kBlackBit | kWhiteBit;
 
 constexpr PieceCode ColourBit(Side side) { return side == White ? kWhiteBit : kBlackBit; }
-constexpr PieceType TypeOf(PieceCode code) { return static_cast<PieceType>(code & 7); }
+constexpr PieceType TypeOf(PieceCode code) { return static_cast<PieceType>(code & kTypeBits); }
 constexpr Side SideOf(PieceCode code) { return (code & kBlackBit) ? Black : White; }
 
 /// The full code of a type for each side; 0 for types 0 and 7.
@@ -56,18 +53,6 @@ constexpr unsigned PawnsIn(std::uint32_t word) { return (word >> 16) & 15; }
 constexpr unsigned KnightsIn(std::uint32_t word) { return (word >> 20) & 3; }
 constexpr unsigned BishopsIn(std::uint32_t word) { return (word >> 22) & 3; }
 constexpr unsigned RooksIn(std::uint32_t word) { return (word >> 24) & 15; }
-
-/// Bits of CastleState, each set once a right is gone.
-enum : std::uint8_t {
-    CastleH1Moved = 0x01,
-    CastleE1Moved = 0x02,
-    CastleA1Moved = 0x04,
-    CastleWhiteDone = 0x08,
-    CastleH8Moved = 0x10,
-    CastleE8Moved = 0x20,
-    CastleA8Moved = 0x40,
-    CastleBlackDone = 0x80,
-};
 
 /// What differs by colour; everything else about a move is written once.
 template <Side Us>

@@ -16,7 +16,7 @@
 #include "board/bitboard.h"
 #include "board/keys.h"
 #include "board/piece.h"
-#include "state/status.h"
+#include "torval/codes.h"
 #include "torval/records.h"
 
 namespace torval {

@@ -17,6 +17,7 @@
 
 #include "book/book_format.h"
 #include "platform/disk_file.h"
+#include "torval/codes.h"
 
 namespace torval {
 
@@ -38,15 +39,6 @@ struct [[nodiscard]] BookResult {
 
     static BookResult Failure(BookErrorCode error) { return {.error = error, .value = {}}; }
     bool HasFailed() const { return Failed(error); }
-};
-
-/// Results of opening a book.
-enum : int {
-    BookOpened = 0,
-    BookNoMemory = 3,
-    BookNotReadable = 16,  ///< answer of edits while the book is closed
-    BookNotOpened = 17,    ///< no such file, or it cannot be written
-    BookNotABook = 18,
 };
 
 /// Where a record lies in the buffered block: from its keys up to `end`, behind its last entry.

@@ -42,8 +42,8 @@ inline constexpr int kMostEntries = 20;           ///< moves read or added in on
 inline constexpr unsigned kMostBlocks = 0xFFFE;   ///< a file with so many blocks does not grow
 inline constexpr std::uint8_t kVersion3 = 0x33;   ///< from this version on the keys are others
 inline constexpr std::uint8_t kLastEntry = 0x80;  ///< in an entry's flags: ends the record
-inline constexpr std::uint8_t kExcluded = 0x40;   ///< in an entry's flags: not to be played
-inline constexpr int kExcludedPenalty = 1000;     ///< of an excluded move when scores are compared
+inline constexpr std::uint8_t kExcluded = BookMoveExcluded;  ///< in an entry's flags
+inline constexpr int kExcludedPenalty = 1000;  ///< of an excluded move when scores are compared
 
 /// The header, kept as the bytes of the file so that fields without a meaning here survive.
 struct BookHeader {

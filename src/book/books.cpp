@@ -7,11 +7,10 @@
 #include <string>
 #include <string_view>
 
-#include "board/legality.h"
 #include "platform/files.h"
 #include "state/notify.h"
 #include "state/settings.h"
-#include "state/status.h"
+#include "torval/codes.h"
 
 namespace torval {
 
@@ -21,7 +20,6 @@ BookManager& book_manager = *new BookManager;
 namespace {
 
 /// In BMOVE::flag: the move comes from the user book.
-constexpr std::uint8_t kFromUserBook = 0x20;
 
 std::string BookPath(std::string_view name) {
     if (HasSeparator(name)) return NativeName(name);
@@ -85,7 +83,8 @@ void Collect(const MoveList& legal, BookMoves* moves) {
             move.move = AnnotatedMove(legal, entry);
             move.score = entry.score;
             move.flag = entry.flags;
-            if (index == UserBook) move.flag = static_cast<std::uint8_t>(move.flag + kFromUserBook);
+            if (index == UserBook)
+                move.flag = static_cast<std::uint8_t>(move.flag + BookMoveFromUser);
             StoreCounts(entry, &move);
         }
     }

@@ -16,11 +16,10 @@
 
 #include "board/move_list.h"
 #include "book/book_file.h"
+#include "torval/codes.h"
 #include "torval/records.h"
 
 namespace torval {
-
-enum BookIndex : unsigned { MainBook = 0, UserBook = 1 };
 
 struct BookManager {
     std::array<BookFile, 2> books;

@@ -4,7 +4,7 @@
 #include "book/book_edit.h"
 #include "book/books.h"
 #include "state/flags.h"
-#include "state/status.h"
+#include "torval/codes.h"
 
 namespace torval {
 
@@ -79,11 +79,9 @@ std::int32_t PliesFor(std::int32_t count) { return count == kAllPlies ? kMostPli
 
 /// The value of the last move of the game, from the point of view of the side that made it.
 int LastMoveValue(std::int32_t score, std::int32_t flags) {
-    constexpr std::int32_t kMarker = 0xC0;
-    constexpr std::int32_t kPreferred = 0x40;
     int value = score;
-    if ((flags & kMarker) == kPreferred) value += kExcludedPenalty;
-    if ((flags & kMarker) == kMarker) value -= kExcludedPenalty;
+    if ((flags & kBookMarkBits) == kBookMarkBetter) value += kExcludedPenalty;
+    if ((flags & kBookMarkBits) == kBookMarkWorse) value -= kExcludedPenalty;
     return position.SideToMove == White ? -value : value;
 }
 
@@ -93,12 +91,13 @@ std::int32_t AddBookMoves(std::int32_t id,
                           std::int32_t count,
                           std::int32_t score,
                           std::int32_t flags) {
-    constexpr std::int32_t kHighestScore = 127;
-    if (!IsBookIndex(id) || score < -kHighestScore || score > kHighestScore) return StatusBadValue;
+    if (!IsBookIndex(id) || score < -kHighestBookScore || score > kHighestBookScore) {
+        return StatusBadValue;
+    }
     BookOperation operation;
     if (const std::int32_t refusal = EditRefusal(id); refusal != StatusOk) return refusal;
     BookFile& book = book_manager.books[static_cast<unsigned>(id)];
-    const auto result = static_cast<GameResult>((flags >> 8) & 3);
+    const auto result = static_cast<GameResult>((flags >> kBookResultShift) & 3);
     int value = LastMoveValue(score, flags);
     std::int32_t plies_left = PliesFor(count);
     if (plies_left <= 0) return StatusOk;

@@ -8,14 +8,11 @@
 #include "board/position.h"
 #include "book/books.h"
 #include "platform/random.h"
-#include "search/root.h"
 #include "state/settings.h"
 
 namespace torval {
 
 namespace {
-
-enum Mode : std::uint32_t { AlwaysBest = 0, AsBook = 1, ByScore = 2 };  // any other: evenly
 
 constexpr std::uint32_t kEvenWeight = 50;
 
@@ -58,14 +55,14 @@ std::uint64_t Weigh(std::span<Candidate> candidates) {
         lowest = std::min<int>(lowest, candidate.entry.score);
     }
     const std::uint32_t mode = ReadSetting(settings_block.BookMode);
-    const std::int64_t margin = mode == AlwaysBest ? 0 : ReadSetting(settings_block.RandMargin);
+    const std::int64_t margin = mode == ChooseBest ? 0 : ReadSetting(settings_block.RandMargin);
     std::uint64_t total = 0;
     for (Candidate& candidate : candidates) {
         const BookEntry& entry = candidate.entry;
         if (entry.flags & kExcluded || entry.score < highest - margin) continue;
-        if (mode == ByScore) {
+        if (mode == ChooseByScore) {
             candidate.weight = static_cast<std::uint32_t>(entry.score - lowest + highest - lowest);
-        } else if (mode <= AsBook && entry.games != 0) {
+        } else if (mode <= ChooseAsPlayed && entry.games != 0) {
             candidate.weight = entry.games;
         } else {
             candidate.weight = kEvenWeight;
@@ -91,9 +88,7 @@ MoveEntry* TakeMove(Link* head, const BookEntry& entry) {
     Link* link = head;
     while (EntryAt(*link) != found) link = &EntryAt(*link)->next;
     Unlink(link);
-    const auto score = static_cast<std::uint16_t>(std::int16_t{entry.score});
-    found->order =
-        static_cast<std::int32_t>((static_cast<std::uint32_t>(found->order) & 0xFFFF0000) | score);
+    SetRootResult(found, {entry.score, RootResult(*found).flags});
     return found;
 }
 

@@ -104,7 +104,7 @@ HRESULT CChessEngine::put_Position(const CHSBRD* board) {
         if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
         if (const HRESULT stopped = StopComputing(true); stopped != S_OK) return stopped;
         const Status status = SetPosition(*board);
-        if (status == StatusOk) NotifyClocks(3);
+        if (status == StatusOk) NotifyClocks(ClocksBoth);
         RefreshPositionSnapshot();
         return status;
     });
@@ -187,7 +187,7 @@ HRESULT CChessEngine::put_LEVEL(const LEVEL* level) {
         if (!LevelIsValid(*level)) return StatusBadValue;
         settings_block.Level = *level;
         ResetClocks();
-        NotifyClocks(3);
+        NotifyClocks(ClocksBoth);
         return S_OK;
     });
 }
@@ -201,8 +201,8 @@ HRESULT CChessEngine::get_LEVEL(LEVEL* level) {
 HRESULT CChessEngine::put_CLOCKS(const CLOCKS* clocks) {
     if (!clocks) return E_POINTER;
     if (AnyFlag(FlagEngineToMove)) return StatusComputerToMove;
-    if (clocks->Command & 1) game_clocks.wtime.store(clocks->wtime, kRelaxed);
-    if (clocks->Command & 2) game_clocks.btime.store(clocks->btime, kRelaxed);
+    if (clocks->Command & ClocksWhite) game_clocks.wtime.store(clocks->wtime, kRelaxed);
+    if (clocks->Command & ClocksBlack) game_clocks.btime.store(clocks->btime, kRelaxed);
     return S_OK;
 }
 
@@ -210,7 +210,7 @@ HRESULT CChessEngine::get_CLOCKS(CLOCKS* clocks) {
     return AtBoundary([&]() -> HRESULT {
         if (!clocks) return E_POINTER;
         ClockTick();
-        *clocks = ReadClocks(3);
+        *clocks = ReadClocks(ClocksBoth);
         return S_OK;
     });
 }

@@ -6,7 +6,6 @@
 #include "board/position.h"
 #include "book/books.h"
 #include "egtb/nalimov/probe.h"
-#include "engine/databases_changed.h"
 #include "engine/notifications.h"
 #include "game/game.h"
 #include "game/think.h"
@@ -109,7 +108,6 @@ void InitialiseOnce() {
     EngineThreadState& state = State();
     if (state.initialised) return;
     InitialiseDatabases();
-    databases_changed = RenewDatabases;
     // Without its books the engine plays on; a host that wants to know asks by SelectBook.
     (void)OpenBooks();
     InitialiseEngine();

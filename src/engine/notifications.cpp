@@ -13,8 +13,6 @@ Published<CHSBRD> PositionSnapshot;
 namespace {
 
 constexpr const char* kVersionText = "TORVAL " TORVAL_VERSION;
-constexpr int kMsgThreadStarted = 50;
-constexpr int kPonderLine = 2;
 
 thread_local IChessEngineSite* thread_site = nullptr;
 
@@ -51,7 +49,7 @@ void OutputClocks(const CLOCKS& clocks) {
 
 void OutputMainVar(const MAINVAR& line) {
     std::uint32_t bits = EventMainVar;
-    if (line.iCommand == kPonderLine) bits |= EventPondering;
+    if (line.iCommand == LinePondered) bits |= EventPondering;
     IChessEngineSite* const site = SiteFor(bits);
     if (!site) return;
     MAINVAR sent = line;
@@ -89,11 +87,10 @@ void InstallNotifications() {
 }
 
 void SendFinalLine(MAINVAR line) {
-    constexpr std::int16_t kFinalLine = 4;
-    line.iCommand = kFinalLine;
+    line.iCommand = LineFinal;
     if (thread_site) thread_site->OutputMainVar(&line);
 }
 
-void SendThreadStarted() { OutputMsg(kMsgThreadStarted, 0, 0, kVersionText); }
+void SendThreadStarted() { OutputMsg(MsgThreadStarted, 0, 0, kVersionText); }
 
 }  // namespace torval

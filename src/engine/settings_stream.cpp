@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <string_view>
 
@@ -15,11 +16,7 @@ struct Header {
     char magic[4];
     std::uint32_t version;
 };
-static_assert(sizeof(Header) == 8);
-
-constexpr char kMagic[4] = {'Q', 'V', 'R', 'T'};
-constexpr std::uint32_t kOldestVersion = 256;
-constexpr std::uint32_t kVersion = 258;
+static_assert(sizeof(Header) == offsetof(SettingsStreamHead, Block));
 
 /// S_OK only when every byte has arrived.
 HRESULT ReadAll(IStream* stream, void* bytes, std::size_t count) {
@@ -64,32 +61,21 @@ struct BitParameter {
     bool on;
 };
 
-constexpr std::uint16_t kBrainUnused = 1;
-
 constexpr BitParameter kBitParameters[] = {
-    {1, &SettingsBlock::BrainFlags, kBrainUnused, true},
-    {2, &SettingsBlock::BrainFlags, kBrainUnused, false},
-    {5, &SettingsBlock::BookUse, BookUseMain, true},
-    {6, &SettingsBlock::BookUse, BookUseMain, false},
-    {14, &SettingsBlock::BookUse, BookUseUser, true},
-    {15, &SettingsBlock::BookUse, BookUseUser, false},
-    {16, &SettingsBlock::BrainFlags, BrainReportPonderMoves, false},
-    {17, &SettingsBlock::BrainFlags, BrainReportPonderMoves, true},
-    {18, &SettingsBlock::BookUse, BookUseBoth, false},
-    {19, &SettingsBlock::BookUse, BookUseBoth, true},
-    {20, &SettingsBlock::BookUse, BookUseDatabases, true},
-    {21, &SettingsBlock::BookUse, BookUseDatabases, false},
-    {22, &SettingsBlock::BrainFlags, BrainNoFiftyMoves, false},
-    {23, &SettingsBlock::BrainFlags, BrainNoFiftyMoves, true},
-};
-
-enum : std::uint8_t {
-    kTableOn = 3,
-    kTableOff = 4,
-    kTableSize = 10,
-    kPieceLetters = 12,
-    kClockInterval = 26,
-    kThompsonPath = 27,
+    {ParameterUnusedOn, &SettingsBlock::BrainFlags, BrainUnused, true},
+    {ParameterUnusedOff, &SettingsBlock::BrainFlags, BrainUnused, false},
+    {ParameterMainBookOn, &SettingsBlock::BookUse, BookUseMain, true},
+    {ParameterMainBookOff, &SettingsBlock::BookUse, BookUseMain, false},
+    {ParameterUserBookOn, &SettingsBlock::BookUse, BookUseUser, true},
+    {ParameterUserBookOff, &SettingsBlock::BookUse, BookUseUser, false},
+    {ParameterPonderMovesOff, &SettingsBlock::BrainFlags, BrainReportPonderMoves, false},
+    {ParameterPonderMovesOn, &SettingsBlock::BrainFlags, BrainReportPonderMoves, true},
+    {ParameterBothBooksOff, &SettingsBlock::BookUse, BookUseBoth, false},
+    {ParameterBothBooksOn, &SettingsBlock::BookUse, BookUseBoth, true},
+    {ParameterDatabasesOn, &SettingsBlock::BookUse, BookUseDatabases, true},
+    {ParameterDatabasesOff, &SettingsBlock::BookUse, BookUseDatabases, false},
+    {ParameterFiftyMovesOn, &SettingsBlock::BrainFlags, BrainNoFiftyMoves, false},
+    {ParameterFiftyMovesOff, &SettingsBlock::BrainFlags, BrainNoFiftyMoves, true},
 };
 
 std::uint16_t WordAt(std::span<const std::uint8_t> entry, std::size_t offset) {
@@ -116,46 +102,43 @@ void Apply(std::span<const std::uint8_t> entry, bool initialised) {
         return;
     }
     switch (identifier) {
-        case kTableOn:
+        case ParameterTableOn:
             if (static_cast<std::int32_t>(ReadSetting(s.TranspKB)) >= 1) {
                 SetBit(&s.TranspFlags, std::uint32_t{TranspInUse}, true);
             }
             break;
-        case kTableOff: SetBit(&s.TranspFlags, std::uint32_t{TranspInUse}, false); break;
-        case kTableSize:
+        case ParameterTableOff: SetBit(&s.TranspFlags, std::uint32_t{TranspInUse}, false); break;
+        case ParameterTableSize:
             if (!initialised && entry.size() >= kWordEntry) {
                 const auto kilobytes = static_cast<std::int16_t>(WordAt(entry, 2));
                 WriteSetting(&s.TranspKB, static_cast<std::uint32_t>(kilobytes));
             }
             break;
-        case kPieceLetters:
+        case ParameterPieceLetters:
             if (entry.size() >= kLettersAt + piece_letters.size()) {
                 std::copy_n(
                     entry.begin() + kLettersAt, piece_letters.size(), piece_letters.begin());
             }
             break;
-        case kClockInterval:
+        case ParameterClockInterval:
             if (!initialised && entry.size() >= kWordEntry) {
                 WriteSetting(&s.ClockInterval, WordAt(entry, 2));
             }
             break;
-        case kThompsonPath: SetThompsonPath(entry.subspan(2)); break;
+        case ParameterThompsonPath: SetThompsonPath(entry.subspan(2)); break;
         default: break;
     }
 }
 
 }  // namespace
 
-std::uint64_t LongestSettingsStream() {
-    return sizeof(Header) + sizeof(SettingsBlock) + kThompsonPathSize + sizeof CacheSizeMB +
-           sizeof(std::uint16_t) + kNalimovPathSize;
-}
+std::uint64_t LongestSettingsStream() { return kNalimovPathAt + kNalimovPathSize; }
 
 HRESULT LoadSettings(IStream* stream) {
     Header header{};
     if (ReadAll(stream, &header, sizeof header) != S_OK) return E_UNEXPECTED;
-    if (std::memcmp(header.magic, kMagic, sizeof kMagic) != 0 || header.version < kOldestVersion ||
-        header.version > kVersion) {
+    if (std::memcmp(header.magic, kSettingsMagic, sizeof kSettingsMagic) != 0 ||
+        header.version < kOldestSettingsVersion || header.version > kSettingsVersion) {
         return E_UNEXPECTED;
     }
     SettingsBlock block{};
@@ -167,12 +150,12 @@ HRESULT LoadSettings(IStream* stream) {
     // Older streams may end before the path, which is then empty.
     const bool has_path = ReadAll(stream, path.data(), path.size()) == S_OK;
     SetThompsonPath(has_path ? path : std::array<std::uint8_t, kThompsonPathSize>{});
-    return header.version == kVersion ? LoadDatabaseSettings(stream) : S_OK;
+    return header.version == kSettingsVersion ? LoadDatabaseSettings(stream) : S_OK;
 }
 
 HRESULT SaveSettings(IStream* stream) {
-    Header header = {.magic = {}, .version = kVersion};
-    std::memcpy(header.magic, kMagic, sizeof kMagic);
+    Header header = {.magic = {}, .version = kSettingsVersion};
+    std::memcpy(header.magic, kSettingsMagic, sizeof kSettingsMagic);
     const auto length = static_cast<std::uint16_t>(std::strlen(NalimovPath) + 1);
     const struct {
         const void* bytes;

@@ -1,8 +1,6 @@
 // The settings as bytes: the stream they persist in, and the parameter block a host sends.
 //
-// Shape    stream: "QVRT", version (UI4), the 620 bytes of SettingsBlock, ThompsonPath (20 bytes),
-//          CacheSizeMB (UI4), L (UI2), NalimovPath with its zero (L bytes). Little-endian. Version
-//          258 is written; 256 and 257, which end behind the Thompson path or before it, are read.
+// Shape    stream and parameters as torval/settings.h has them.
 // Thread   the host's, before the first Start.
 #pragma once
 

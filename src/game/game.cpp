@@ -29,9 +29,6 @@ namespace {
 
 constexpr auto kRelaxed = std::memory_order_relaxed;
 
-/// W_BOARD::Mask.
-enum : std::uint16_t { MaskBoard = 1, MaskMove = 2, MaskAlternatives = 4 };
-
 void NotifyPosition(Move move, std::uint16_t mask) {
     if (!notification_sink.output_move) return;
     W_BOARD board = {.Mask = mask, .brd = {}, .move = move, .aScore = 0};
@@ -64,7 +61,7 @@ void BeginGame() {
     SetUpEvaluation();
     RebuildLegalMoves();
     NotifyPosition({}, MaskBoard);
-    NotifyClocks(3);
+    NotifyClocks(ClocksBoth);
 }
 
 /// The line that the engine expects stays, a move shorter, when its first move is the one made.
@@ -75,8 +72,7 @@ std::int16_t ShiftLine(Move move) {
         EmptyLine();
         return 0;
     }
-    constexpr int kFinalLine = 4;
-    const std::int16_t score = line.iCommand == kFinalLine ? line.score : std::int16_t{0};
+    const std::int16_t score = line.iCommand == LineFinal ? line.score : std::int16_t{0};
     std::copy(std::begin(line.bstvar) + 1, std::end(line.bstvar), std::begin(line.bstvar));
     line.bstvar[std::size(line.bstvar) - 1] = {};
     line.iCommand = 0;
@@ -89,7 +85,7 @@ std::int16_t ShiftLine(Move move) {
 
 Outcome JudgeMove(Move move) {
     if (move.to & kMateMark) {
-        NotifyMsg(OutcomeMate, position.SideToMove);
+        NotifyMsg(MsgMate, position.SideToMove);
         SetGameBits(0);
         return OutcomeMate;
     }
@@ -245,7 +241,7 @@ Status MoveBack(int count) {
     CommitTakeBack();
     RecomputeState();
     NotifyPosition({}, MaskBoard);
-    NotifyClocks(3);
+    NotifyClocks(ClocksBoth);
     RebuildLegalMoves();
     return taken < wanted ? StatusTooFewMoves : StatusOk;
 }

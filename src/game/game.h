@@ -9,7 +9,7 @@
 #include <atomic>
 
 #include "board/legality.h"
-#include "state/status.h"
+#include "torval/codes.h"
 #include "torval/records.h"
 
 namespace torval {

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "board/attack.h"
-#include "board/make.h"
 #include "book/select.h"
 #include "egtb/nalimov/probe.h"
 #include "eval/setup.h"
@@ -28,7 +27,6 @@ std::vector<Move>& SkipList = *new std::vector<Move>;
 namespace {
 
 constexpr auto kRelaxed = std::memory_order_relaxed;
-constexpr int kFullWindow = 20000;
 
 /// Where iterative deepening begins.
 struct Start {
@@ -91,7 +89,7 @@ bool MustStop() { return AnyFlag(FlagAbort | FlagMoveNow); }
 void UseUpTime() {
     constexpr std::uint32_t kStepMs = 50;
     const LEVEL& level = settings_block.Level;
-    if (level.mode == 0 || level.mode == 3 || level.depth1 <= 0) return;
+    if (level.mode == LevelDepth || level.mode == LevelPlies || level.depth1 <= 0) return;
     while (!MustStop() && ElapsedMs() < think_controller.budget.TargetTime.load(kRelaxed)) {
         SleepMs(kStepMs);
         ClockTick();
@@ -190,11 +188,10 @@ void LoadNextBest(const MoveList& root, int count) {
 
 /// Sends the alternatives, the current one first.
 void NotifyNextBest() {
-    constexpr std::int16_t kAlternatives = 3;
     if (!notification_sink.output_main_var) return;
     const NextBestList& list = next_best_list;
     MAINVAR line = {};
-    line.iCommand = kAlternatives;
+    line.iCommand = LineAlternatives;
     line.vlen = static_cast<std::int16_t>(list.count);
     line.score = list.scores[static_cast<unsigned>(list.current)];
     for (int i = 0; i < list.count; ++i) {
@@ -204,7 +201,6 @@ void NotifyNextBest() {
 }
 
 void Finish(int chosen, const MoveList& root, MAINVAR* result) {
-    constexpr int kFinalLine = 4;
     if (AnyFlag(FlagAbort)) {
         EmptyLine();
         SetGameBits(FlagHostToMove);
@@ -216,7 +212,7 @@ void Finish(int chosen, const MoveList& root, MAINVAR* result) {
         LoadNextBest(root, chosen);
         if (next_best_list.count >= 2) NotifyNextBest();
         BuildLine();
-        think_controller.line.iCommand = kFinalLine;
+        think_controller.line.iCommand = LineFinal;
         PublishLine();
         *result = think_controller.line;
     }

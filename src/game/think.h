@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "board/position.h"
-#include "state/status.h"
+#include "torval/codes.h"
 #include "torval/records.h"
 
 namespace torval {

@@ -1,5 +1,7 @@
 #include "pages/book_page.h"
 
+#include "state/settings.h"
+
 namespace torval {
 
 namespace {

@@ -3,7 +3,8 @@
 #include <charconv>
 #include <string>
 
-#include "engine/databases_changed.h"
+#include "egtb/nalimov/probe.h"
+#include "state/settings.h"
 
 namespace torval {
 
@@ -60,7 +61,7 @@ void EnginePage::Take(const Dialog& dialog) {
     WriteSetting(
         &s.BrainFlags,
         static_cast<std::uint16_t>(low ? flags | BrainLowPriority : flags & ~BrainLowPriority));
-    if (databases_marked_ && databases_changed) databases_changed();
+    if (databases_marked_) RenewDatabases();
 }
 
 bool EnginePage::Changed(std::uint32_t number) {

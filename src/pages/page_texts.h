@@ -11,7 +11,8 @@
 #include <span>
 
 #include "pages/dialog.h"
-#include "state/settings.h"
+#include "torval/codes.h"
+#include "torval/settings.h"
 
 namespace torval {
 
@@ -23,22 +24,6 @@ struct PageTexts {
 
 /// By Language.
 using PageResources = std::array<PageTexts, 2>;
-
-/// The numbers of the controls, by which hosts know them too.
-enum EnginePageControl : std::uint32_t {
-    kThreadMarginEdit = 204,
-    kTableSizeList = 211,
-    kThompsonPathEdit = 212,
-    kLowPriorityBox = 213,
-    kNalimovPathEdit = 214,
-    kCacheSizeEdit = 215,
-};
-enum BookPageControl : std::uint32_t {
-    kBookMarginEdit = 205,
-    kFirstBookMode = 206,
-    kLastBookMode = 209,
-    kScoreConfidenceEdit = 210,
-};
 
 inline constexpr std::uint32_t kLabelNumber = 0;
 inline constexpr std::uint32_t kThreadMarginLimit = 5;
@@ -67,26 +52,27 @@ inline constexpr ControlDescription kEnginePageDutch[] = {
     {kLowPriorityBox, ControlKind::CheckBox, "Engine heeft lage prioritijd"},
 };
 
-inline constexpr ControlDescription BookModeButton(std::uint32_t mode, const char* label) {
-    return {kFirstBookMode + mode, ControlKind::RadioButton, label, 0, kFirstBookMode};
+inline constexpr ControlDescription BookModeButton(BookChoice mode, const char* label) {
+    return {
+        kFirstBookMode + std::uint32_t{mode}, ControlKind::RadioButton, label, 0, kFirstBookMode};
 }
 
 inline constexpr ControlDescription kBookPageEnglish[] = {
     {kScoreConfidenceEdit, ControlKind::Edit, "Score confidence:"},
     {kBookMarginEdit, ControlKind::Edit, "Margin:"},
-    BookModeButton(0, "Always best move"),
-    BookModeButton(1, "Random, same distribution as book"),
-    BookModeButton(2, "Random, distribution as score"),
-    BookModeButton(3, "Random, even distribution"),
+    BookModeButton(ChooseBest, "Always best move"),
+    BookModeButton(ChooseAsPlayed, "Random, same distribution as book"),
+    BookModeButton(ChooseByScore, "Random, distribution as score"),
+    BookModeButton(ChooseEvenly, "Random, even distribution"),
 };
 
 inline constexpr ControlDescription kBookPageDutch[] = {
     {kScoreConfidenceEdit, ControlKind::Edit, "Score confidence:"},
     {kBookMarginEdit, ControlKind::Edit, "Marge:"},
-    BookModeButton(0, "Altijd beste zet"),
-    BookModeButton(1, "Random, zelfde distributie als boek"),
-    BookModeButton(2, "Random, distriibutie als score"),
-    BookModeButton(3, "Random, gelijke distributie"),
+    BookModeButton(ChooseBest, "Altijd beste zet"),
+    BookModeButton(ChooseAsPlayed, "Random, zelfde distributie als boek"),
+    BookModeButton(ChooseByScore, "Random, distriibutie als score"),
+    BookModeButton(ChooseEvenly, "Random, gelijke distributie"),
 };
 
 inline constexpr PageResources kEnginePageResources = {{

@@ -15,12 +15,11 @@
 #include "state/flags.h"
 #include "state/notify.h"
 #include "state/settings.h"
+#include "torval/codes.h"
 
 namespace torval {
 
 namespace {
-
-constexpr int kFullWindow = 20000;
 
 void Skip(MoveList* list, std::span<const Move> skip_list) {
     for (Link* link = &list->quiet_head; *link != kNoLink;) {
@@ -101,7 +100,9 @@ void Iteration::WidenBelow() {
     ++re_searches_;
     alpha_ = -kFullWindow;
     think_controller.settled.store(false, std::memory_order_relaxed);
-    if (depth_ >= kExtendFrom && !best_found_ && (mode == 1 || mode == 5)) ExtendTarget();
+    if (depth_ >= kExtendFrom && !best_found_ &&
+        (mode == LevelTournament || mode == LevelIncrement))
+        ExtendTarget();
 }
 
 void Iteration::WidenAbove(int score) {
@@ -235,7 +236,7 @@ void NotifyNextMove(int depth, int moves_to_go, Move move) {
 void ReportBestLine(int depth, int score) {
     MAINVAR& line = think_controller.line;
     BuildLine();
-    line.iCommand = AnyFlag(FlagEngineToMove) ? 1 : 2;
+    line.iCommand = AnyFlag(FlagEngineToMove) ? LineBest : LinePondered;
     line.depth = static_cast<std::int16_t>(depth);
     line.score = static_cast<std::int16_t>(score);
     PublishLine();

@@ -1,7 +1,7 @@
 // The root of a search: the ordered root moves and one iteration over them.
 //
 // Owner    root.cpp. The root list lives in the arena for one computation; its chain is in search
-//          order, best move first, and each entry's `order` holds its EvalResult.
+//          order, best move first, and each entry's `order` holds its RootResult.
 // Thread   the thread that computes.
 #pragma once
 
@@ -11,15 +11,6 @@
 #include "eval/evaluate.h"
 
 namespace torval {
-
-inline EvalResult RootResult(const MoveEntry& entry) {
-    const auto bits = static_cast<std::uint32_t>(entry.order);
-    return {static_cast<std::int16_t>(bits & 0xFFFF), static_cast<std::uint16_t>(bits >> 16)};
-}
-inline void SetRootResult(MoveEntry* entry, EvalResult result) {
-    entry->order = static_cast<std::int32_t>(std::uint32_t{result.flags} << 16 |
-                                             static_cast<std::uint16_t>(result.score));
-}
 
 /// The legal moves less those to skip, each scored by a capture search of the position after it
 /// (+300 for the first move of the current line), best first; equal scores keep their order.

@@ -15,12 +15,12 @@
 #include "state/flags.h"
 #include "state/notify.h"
 #include "state/settings.h"
+#include "torval/codes.h"
 
 namespace torval {
 
 namespace {
 
-constexpr int kReportedDepth = 99;
 constexpr int kNoneYet = 999;
 constexpr int kMated = 0;
 constexpr std::size_t kMostCandidates = 256;
@@ -97,7 +97,7 @@ void DatabaseProbe::Report(MoveEntry* entry, int score, Move reply) {
     LineTable[0][1] = reply;
     LineTable[0][2] = {};
     StoreRootLine(entry->move, LineTable[0].data() + 1);
-    ReportBestLine(kReportedDepth, score);
+    ReportBestLine(kDatabaseDepth, score);
     MakeMove(entry->move);
 }
 
@@ -141,7 +141,7 @@ void DatabaseProbe::Run() {
     for (MoveEntry* entry = EntryAt(list_.quiet_head); entry && !MustStop();
          entry = NextEntry(*entry)) {
         MakeMove(entry->move);
-        NotifyNextMove(kReportedDepth, moves_to_go--, entry->move);
+        NotifyNextMove(kDatabaseDepth, moves_to_go--, entry->move);
         if (!InCheck(position.SideToMove ^ 1)) ProbeMove(entry);
         UnmakeMove();
     }
@@ -200,7 +200,7 @@ int RootDatabaseProbe(MoveList* list) {
     list->chosen_count = static_cast<std::uint32_t>(chosen.count);
     const MoveEntry& first = *EntryAt(list->quiet_head);
     LoadRootLine(first.move);
-    ReportBestLine(kReportedDepth, RootResult(first).score);
+    ReportBestLine(kDatabaseDepth, RootResult(first).score);
     return static_cast<int>(chosen.count);
 }
 

@@ -8,6 +8,7 @@
 #include "eval/setup.h"
 #include "search/move_picker.h"
 #include "search/time.h"
+#include "state/controller.h"
 #include "state/flags.h"
 
 namespace torval {

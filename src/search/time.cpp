@@ -9,6 +9,7 @@
 #include "state/flags.h"
 #include "state/notify.h"
 #include "state/settings.h"
+#include "torval/codes.h"
 
 namespace torval {
 
@@ -18,7 +19,10 @@ constexpr auto kRelaxed = std::memory_order_relaxed;
 
 constexpr std::uint32_t kMsPerSecond = 1000;
 
-bool CountsDown() { return settings_block.Level.mode == 1 || settings_block.Level.mode == 5; }
+bool CountsDown() {
+    return settings_block.Level.mode == LevelTournament ||
+           settings_block.Level.mode == LevelIncrement;
+}
 
 std::atomic<std::int32_t>& ClockOf(int side) {
     return side == White ? game_clocks.wtime : game_clocks.btime;
@@ -60,7 +64,7 @@ int RunningSide() {
 
 void Charge(std::uint32_t ms) {
     if (ms == 0) {
-        NotifyClocks(3);
+        NotifyClocks(ClocksBoth);
         return;
     }
     const int side = RunningSide();
@@ -85,7 +89,7 @@ void Charge(std::uint32_t ms) {
         const int interval = ReadSetting(settings_block.ClockInterval);
         const int seconds = clock.load(kRelaxed) / static_cast<int>(kMsPerSecond);
         if (interval != 0 && seconds % interval == 0) {
-            NotifyClocks(side == White ? 1 : 2);
+            NotifyClocks(side == White ? ClocksWhite : ClocksBlack);
         }
     }
     CheckTime();
@@ -183,13 +187,13 @@ void NotifyClocks(std::uint16_t command) {
 void ChargeMoveMade(int mover) {
     const LEVEL& level = settings_block.Level;
     const int n = MoveNumber();
-    bool add = level.mode == 5;
-    if (level.mode == 1 && level.moves1 > 0) {
+    bool add = level.mode == LevelIncrement;
+    if (level.mode == LevelTournament && level.moves1 > 0) {
         add = n == level.moves1 ||
               (n > level.moves1 && level.moves2 > 0 && (n - level.moves1) % level.moves2 == 0);
     }
     if (add) AddTo(&ClockOf(mover), std::int64_t{level.time2} * kMsPerSecond);
-    NotifyClocks(3);
+    NotifyClocks(ClocksBoth);
 }
 
 void ComputeBudget() {
@@ -203,7 +207,7 @@ void ComputeBudget() {
         const std::uint32_t own = OwnTime();
         const std::uint32_t first = level.time1 * kMsPerSecond;
         switch (level.mode) {
-            case 1: {
+            case LevelTournament: {
                 const Pace pace = TournamentPace(level, n);
                 std::uint32_t ms = own / pace.moves;
                 if (ms == 0) ms = kLeastMs;
@@ -212,12 +216,12 @@ void ComputeBudget() {
                 longest = spent + (pace.moves > 5 ? 3 * ms : ms);
                 break;
             }
-            case 2: target = longest = spent + first; break;
-            case 4:
+            case LevelMoveTime: target = longest = spent + first; break;
+            case LevelAverage:
                 target = spent + first;
                 longest = spent + 3 * first;
                 break;
-            case 5: {
+            case LevelIncrement: {
                 std::uint32_t ms = std::min(own / MovesToGo(n) + level.time2 * kMsPerSecond, own);
                 if (ms == 0) ms = kLeastMs;
                 target = spent + ms;
@@ -238,12 +242,12 @@ bool MayIterate(int depth) {
     if (!AnyFlag(FlagEngineToMove)) return depth < kDeepest;
     const bool within_cap = level.depth1 == 0 || depth <= level.depth1;
     switch (level.mode) {
-        case 0:
-        case 3: return depth <= level.depth1;
-        case 2: return within_cap && depth < kDeepest;
-        case 1:
-        case 4:
-        case 5: {
+        case LevelDepth:
+        case LevelPlies: return depth <= level.depth1;
+        case LevelMoveTime: return within_cap && depth < kDeepest;
+        case LevelTournament:
+        case LevelAverage:
+        case LevelIncrement: {
             const std::uint64_t last = think_controller.last_iteration_ms;
             return within_cap && depth < kDeepest &&
                    last / 4 + 3 * last <= think_controller.budget.TargetTime.load(kRelaxed);
@@ -262,26 +266,25 @@ void ExtendTarget() {
 std::uint32_t ElapsedMs() { return TickCount() - think_controller.start_tick.load(kRelaxed); }
 
 std::uint16_t Completion() {
-    constexpr std::uint16_t kUnknown = 65535;
     constexpr std::uint64_t kTargetShare = 80;
     const std::uint64_t target = think_controller.budget.TargetTime.load(kRelaxed);
     const std::uint64_t longest = think_controller.budget.MaxTime.load(kRelaxed);
     const std::uint64_t elapsed = ElapsedMs();
     if (!AnyFlag(FlagEngineToMove)) return 100;
     switch (settings_block.Level.mode) {
-        case 1:
-        case 4:
-        case 5:
-            if (target == 0) return kUnknown;
+        case LevelTournament:
+        case LevelAverage:
+        case LevelIncrement:
+            if (target == 0) return kCompletionUnknown;
             if (elapsed < target)
                 return static_cast<std::uint16_t>(elapsed * kTargetShare / target);
             if (longest <= target) return 100;
             return static_cast<std::uint16_t>(
                 (elapsed - target) * (100 - kTargetShare) / (longest - target) + kTargetShare);
-        case 2:
-            if (target == 0) return kUnknown;
+        case LevelMoveTime:
+            if (target == 0) return kCompletionUnknown;
             return static_cast<std::uint16_t>(elapsed > target ? 100 : elapsed * 100 / target);
-        default: return kUnknown;
+        default: return kCompletionUnknown;
     }
 }
 

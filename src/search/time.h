@@ -40,7 +40,7 @@ void ExtendTarget();
 /// Time since the start tick.
 std::uint32_t ElapsedMs();
 
-/// How much of its time the computation has used, 0 to 100; 65535 where that is not known.
+/// How much of its time the computation has used, 0 to 100, or kCompletionUnknown.
 std::uint16_t Completion();
 
 }  // namespace torval

@@ -11,7 +11,6 @@
 
 #include "board/generate.h"
 #include "board/position.h"
-#include "state/controller.h"
 #include "state/settings.h"
 
 namespace torval {

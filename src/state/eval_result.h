@@ -14,6 +14,9 @@ struct EvalResult {
     bool operator==(const EvalResult&) const = default;
 };
 
+/// A window from -kFullWindow to kFullWindow holds every score.
+inline constexpr int kFullWindow = 20000;
+
 /// EvalResult::flags: the value is exact, from a database or a rule.
 inline constexpr std::uint16_t kExact = 0x20;
 

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "torval/codes.h"
 #include "torval/records.h"
 
 namespace torval {
@@ -18,24 +19,13 @@ struct NotificationSink {
     void (*output_next_move)(int depth, int moves_to_go, EVAR move) = nullptr;
     /// The clocks changed; Command tells which.
     void (*output_clocks)(const CLOCKS& clocks) = nullptr;
-    /// A new best line (iCommand 1 or 2) or the list of alternatives (3).
+    /// A new best line (LineBest, LinePondered) or the list of alternatives (LineAlternatives).
     void (*output_main_var)(const MAINVAR& line) = nullptr;
-    /// A numbered message, see the hosts' table of messages.
+    /// A MessageNumber with what belongs to it.
     void (*output_msg)(int id, int p1, int p2, const char* text) = nullptr;
 };
 
 extern NotificationSink notification_sink;
-
-/// Numbers of output_msg that are not outcomes of a move.
-enum : int {
-    MsgStalemate = 7,
-    MsgBookNotReadable = 16,
-    MsgBookNotWritten = 17,
-    MsgBookDamaged = 18,
-    MsgVolumesWanted = 20,
-    MsgTimeForfeit = 21,
-    MsgNoDatabaseMove = 22,
-};
 
 inline void NotifyMsg(int id, int p1, const char* text = "", int p2 = 0) {
     if (notification_sink.output_msg) notification_sink.output_msg(id, p1, p2, text);

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "torval/codes.h"
+
 namespace torval {
 
 SettingsBlock settings_block;
@@ -37,7 +39,7 @@ void SetDefaultSettings() {
     std::strcpy(s.MainBookName, "TORVAL.BK1");
     std::strcpy(s.UserBookName, "USERBOOK.BK");
     s.ScoreConfidence = 50;
-    s.BookMode = 3;
+    s.BookMode = ChooseEvenly;
     WriteSettingText(ThompsonPath, {});
 }
 
@@ -66,17 +68,17 @@ bool LevelIsValid(const LEVEL& level) {
     constexpr int kMaxSeconds = 28800;
     constexpr int kMaxIncrement = 3600;
     switch (level.mode) {
-        case 0:
-        case 3: return level.depth1 <= kMaxDepth;
-        case 1:
+        case LevelDepth:
+        case LevelPlies: return level.depth1 <= kMaxDepth;
+        case LevelTournament:
             return level.moves1 <= kMaxMoves && level.moves2 <= kMaxMoves &&
                    level.time1 >= kMinPeriod && (level.moves1 == 0 || level.time2 >= kMinPeriod);
-        case 2:
-        case 4: return level.time1 >= 1 && level.time1 <= kMaxSeconds;
-        case 5:
+        case LevelMoveTime:
+        case LevelAverage: return level.time1 >= 1 && level.time1 <= kMaxSeconds;
+        case LevelIncrement:
             return level.time1 >= kMinBase && level.time1 <= kMaxSeconds &&
                    level.time2 <= kMaxIncrement;
-        case 6: return true;
+        case LevelInfinite: return true;
         default: return false;
     }
 }

@@ -15,6 +15,8 @@
 
 namespace torval {
 
+using for_tests::live_objects;
+
 class RecordingSite final : public Object<RecordingSite, IChessEngineSite> {
 public:
     void* FindInterface(const GUID& iid) {

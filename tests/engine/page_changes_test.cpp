@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "egtb/nalimov/block_cache.h"
 #include "engine/page_fixture.h"
+#include "support/made_tables.h"
 
 namespace torval {
 namespace {
@@ -168,47 +171,58 @@ TEST_F(PageTest, HasTheDatabasesInitialisedAgainAfterWhatConcernsThem) {
     struct Row {
         const char* name;
         std::function<void(IPropertyPage*)> change;
-        int calls;         ///< by the first apply
-        int second_calls;  ///< by a further one
+        bool renews;
     };
     const Row rows[] = {
-        {"nothing", [](auto*) {}, 0, 0},
-        {"nalimov path", [](auto* p) { p->SetText(214, "/x"); }, 1, 1},
-        {"the same nalimov path", [](auto* p) { p->SetText(214, ""); }, 1, 1},
-        {"other cache size", [](auto* p) { p->SetText(215, "5"); }, 1, 1},
-        {"the same cache size", [](auto* p) { p->SetText(215, "4"); }, 0, 0},
-        {"no cache size", [](auto* p) { p->SetText(215, "x"); }, 0, 0},
-        {"thompson path", [](auto* p) { p->SetText(212, "/x"); }, 0, 0},
+        {"nothing", [](auto*) {}, false},
+        {"nalimov path", [](auto* p) { p->SetText(214, "/x"); }, true},
+        {"the same nalimov path", [](auto* p) { p->SetText(214, ""); }, true},
+        {"other cache size", [](auto* p) { p->SetText(215, "5"); }, true},
+        {"the same cache size", [](auto* p) { p->SetText(215, "4"); }, false},
+        {"no cache size", [](auto* p) { p->SetText(215, "x"); }, false},
+        {"thompson path", [](auto* p) { p->SetText(212, "/x"); }, false},
     };
     for (const Row& row : rows) {
-        databases_changes = 0;
         NalimovPath[0] = 0;
         CacheSizeMB = 4;
         Show(CLSID_EngineSettings);
         row.change(page_.Get());
-        EXPECT_EQ(databases_changes, 0) << row.name << ": not before Apply";
+        EXPECT_FALSE(DatabasesWereRenewed()) << row.name << ": not before Apply";
         ASSERT_EQ(page_->Apply(), S_OK);
-        EXPECT_EQ(databases_changes, row.calls) << row.name;
+        EXPECT_EQ(DatabasesWereRenewed(), row.renews) << row.name;
         ASSERT_EQ(page_->Apply(), S_OK);
-        EXPECT_EQ(databases_changes, row.calls + row.second_calls) << row.name;
+        EXPECT_EQ(DatabasesWereRenewed(), row.renews) << row.name << ": a further apply";
         page_->Deactivate();
         page_->Activate();
         ASSERT_EQ(page_->Apply(), S_OK);
-        EXPECT_EQ(databases_changes, row.calls + row.second_calls)
-            << row.name << ": filling forgets it";
+        EXPECT_FALSE(DatabasesWereRenewed()) << row.name << ": filling forgets it";
     }
 }
 
 TEST_F(PageTest, HandsTheNewPathAndSizeToTheDatabases) {
-    static std::string seen;
-    databases_changed = [] { seen = NalimovPath + std::to_string(CacheSizeMB); };
+    const MadeTables tables({"kqk"});
     Show(CLSID_EngineSettings);
-    page_->SetText(214, "/new");
-    page_->SetText(215, "32");
+    page_->SetText(214, tables.Folder().c_str());
+    page_->SetText(215, "2");
     ASSERT_EQ(page_->Apply(), S_OK);
-    EXPECT_EQ(seen, "/new32");
-    databases_changed = nullptr;
-    EXPECT_EQ(page_->Apply(), S_OK) << "an engine without databases";
+    EXPECT_EQ(MaxTablebaseMen, 3);
+    EXPECT_GT(block_cache.slots, 1'000'000 / sizeof(CacheSlot));
+    EXPECT_LE(block_cache.slots, 2 * 1024 * 1024 / sizeof(CacheSlot));
+}
+
+TEST(EnginePageDeathTest, LeavesTheDatabasesAloneUntilTheEngineHasInitialisedThem) {
+    // In a process of its own, where no other test has initialised them.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    constexpr int kUntouched = -100;
+    const auto apply = [] {
+        MaxTablebaseMen = kUntouched;
+        Ref<IPropertyPage> page;
+        const bool applied =
+            CreateInstance(CLSID_EngineSettings, IID_IPropertyPage, page.ReceiveVoid()) == S_OK &&
+            page->Activate() == S_OK && page->SetText(214, "/x") == S_OK && page->Apply() == S_OK;
+        std::_Exit(applied && MaxTablebaseMen == kUntouched ? 0 : 1);
+    };
+    EXPECT_EXIT(apply(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

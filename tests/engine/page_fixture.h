@@ -6,9 +6,11 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "engine/databases_changed.h"
+#include "egtb/nalimov/probe.h"
+#include "egtb/nalimov/registry.h"
 #include "state/settings.h"
 #include "torval/library.h"
 #include "torval/object.h"
@@ -16,7 +18,7 @@
 
 namespace torval {
 
-inline int databases_changes = 0;
+using for_tests::live_objects;
 
 /// A site that counts what it is told and can do something then.
 class RecordingPageSite final : public Object<RecordingPageSite, IPropertyPageSite> {
@@ -44,12 +46,12 @@ protected:
         std::memset(NalimovPath, 0, sizeof NalimovPath);
         CacheSizeMB = 4;
         SetDefaultSettings();
-        databases_changes = 0;
-        databases_changed = [] { ++databases_changes; };
+        InitialiseDatabases();
+        (void)DatabasesWereRenewed();
     }
     void TearDown() override {
-        databases_changed = databases_changed_before_;
         page_.Reset();
+        InitialiseDatabases();
         EXPECT_EQ(live_objects.load(), objects_before_);
     }
 
@@ -77,13 +79,17 @@ protected:
         ADD_FAILURE() << "no control " << number;
         return {};
     }
+    /// Whether the databases have been initialised since the last call.
+    static bool DatabasesWereRenewed() {
+        constexpr int kUntouched = -100;
+        return std::exchange(MaxTablebaseMen, kUntouched) != kUntouched;
+    }
     std::string TextOf(std::uint32_t number) { return ByNumber(number).text; }
 
     Ref<IPropertyPage> page_;
 
 private:
     int objects_before_ = 0;
-    void (*databases_changed_before_)() = databases_changed;
 };
 
 }  // namespace torval

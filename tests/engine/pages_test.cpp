@@ -310,7 +310,7 @@ TEST_F(PageTest, TouchesOnlyItsOwnSettings) {
         EXPECT_EQ(std::memcmp(&settings_block, &before, sizeof before), 0) << row.name;
     }
     EXPECT_EQ(CacheSizeMB, 4U);
-    EXPECT_EQ(databases_changes, 0);
+    EXPECT_FALSE(DatabasesWereRenewed());
 }
 
 // ---- As a component -----------------------------------------------------------------------------

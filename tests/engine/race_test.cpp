@@ -20,6 +20,8 @@
 
 namespace torval {
 
+using for_tests::live_objects;
+
 namespace {
 
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)

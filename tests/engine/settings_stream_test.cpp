@@ -13,6 +13,8 @@
 #include "torval/object.h"
 
 namespace torval {
+
+using for_tests::live_objects;
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;

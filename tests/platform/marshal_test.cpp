@@ -13,6 +13,8 @@
 #include "torval/object.h"
 
 namespace torval {
+
+using for_tests::live_objects;
 namespace {
 
 /// Only a test that hangs waits that long.

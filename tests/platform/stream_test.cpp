@@ -11,6 +11,8 @@
 #include "torval/object.h"
 
 namespace torval {
+
+using for_tests::live_objects;
 namespace {
 
 /// A directory of its own that goes with the test.

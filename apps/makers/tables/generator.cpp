@@ -375,6 +375,10 @@ private:
     std::atomic<bool> too_long_ = false;  ///< a loss that a byte cannot hold
 };
 
+std::uint64_t PositionsOf(int class_id) {
+    return IndexCount(class_id, 0) + (SidesOf(class_id) == 2 ? IndexCount(class_id, 1) : 0);
+}
+
 }  // namespace
 
 void TableSet::Put(int class_id, ClassEntries entries) {
@@ -442,10 +446,6 @@ std::vector<int> InOrderOfNeed(std::span<const int> class_ids) {
     };
     for (const int id : class_ids) visit(id);
     return order;
-}
-
-std::uint64_t PositionsOf(int class_id) {
-    return IndexCount(class_id, 0) + (SidesOf(class_id) == 2 ? IndexCount(class_id, 1) : 0);
 }
 
 std::uint64_t MemoryNeeded(int class_id) {

@@ -25,7 +25,7 @@ constexpr int kLookUpPly = 10;  ///< new material is looked up so near the root
 constexpr int kManyMenPly = 6;  ///< more than three men are probed so near the root
 
 struct MaterialCache {
-    /// Men besides the kings that a file covers; -1 before the first initialisation.
+    /// Men besides the kings that a file covers; negative without one.
     int piece_limit = -1;
     std::uint32_t signature = 0xFFFFFFFF;
     int men = 0;       ///< with the signature: four knights have the fields of one bishop
@@ -34,6 +34,8 @@ struct MaterialCache {
 
 MaterialCache cache;
 EndgameProbe probe;
+
+bool initialised = false;  ///< databases have been looked for
 
 /// The settings have changed during a computation.
 std::atomic<bool> renewal_waits = false;
@@ -71,6 +73,7 @@ ClassPosition AsClassSees(bool exchanged) {
 bool FindDatabases() {
     const bool complete = InitTablebases();
     cache.piece_limit = MaxTablebaseMen - 2;
+    initialised = true;
     return complete;
 }
 
@@ -83,6 +86,7 @@ void RenewDatabases() {
         renewal_waits.store(true, std::memory_order_release);
         return;
     }
+    if (!initialised) return;
     renewal_waits.store(false, std::memory_order_relaxed);
     InitialiseDatabases();
 }

@@ -27,7 +27,7 @@ struct EndgameProbe {
 void InitialiseDatabases();
 
 /// The same for the host's thread at any time: a computation that runs keeps its databases, and the
-/// next one begins with the new ones.
+/// next one begins with the new ones. Before InitialiseDatabases there is nothing to renew.
 void RenewDatabases();
 
 /// Does what RenewDatabases had to leave undone; a computation begins with it.
