@@ -11,17 +11,12 @@
 
 #include "apps/cli/positions.h"
 #include "apps/host/books.h"
-#include "support/run_command.h"
-#include "support/uci_dialogue.h"
 
 namespace torval {
 namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::Not;
-using testing::StartsWith;
 
 /// A data directory of its own, and a statistics book with 1. e4 (900 games) and 1. d4 (700).
 class HostBooks : public testing::Test {
@@ -112,86 +107,6 @@ TEST_F(HostBooks, TheShippedBookServesInPlaceOrAsACopy) {
     const BookFiles nowhere = PrepareMainBook({.program = places.program, .data = "/proc/torval"});
     EXPECT_EQ(nowhere.main, "");
     EXPECT_THAT(nowhere.remarks, testing::ElementsAre(HasSubstr("cannot be written, nor copied")));
-}
-
-TEST_F(HostBooks, APlayerLearnsAndForgetsMoves) {
-    const Ran ran = Torval({"play", "--book", book_.c_str()},
-                           "auto off\nbook\ne4\nc6\nbook\nbook add 1 -25\nback 1\nbook\n"
-                           "c6\nbook exclude\nback 1\nbook\nc6\nbook delete\nback 1\nbook\n");
-    EXPECT_EQ(ran.code, 0) << ran.err;
-    EXPECT_THAT(ran.out, HasSubstr("e4          5      900   34%   37%   29%\n"));
-    EXPECT_THAT(ran.out,
-                HasSubstr("The books have no move here.\nYour book has the last half-move"));
-    EXPECT_THAT(ran.out, HasSubstr("\nc6         25                            user book\n"));
-    EXPECT_THAT(ran.out, HasSubstr("\nc6          0                            user book, not pl"));
-    EXPECT_THAT(ran.out.substr(ran.out.rfind("no more.")), Not(HasSubstr("c6 ")));
-}
-
-TEST_F(HostBooks, APlayerChoosesHowBooksAreUsed) {
-    const Ran ran = Torval({"play", "--book", book_.c_str()},
-                           "book mode best\ngo\nnew\nbook off\nbook\nbook on\nbook margin 7\n"
-                           "book margin\nbook mode sideways\nbook 1 2\n");
-    EXPECT_EQ(ran.code, 1);
-    EXPECT_THAT(ran.out, HasSubstr("1. e4  (book)"));
-    EXPECT_THAT(ran.out, HasSubstr("without books.\nThe books have no move here.\n"));
-    EXPECT_THAT(ran.out, HasSubstr("down to 7 below the best are played.\nBook moves down to 7"));
-    EXPECT_THAT(ran.err, HasSubstr("usage: book mode"));
-    EXPECT_THAT(ran.err, HasSubstr("usage: book ["));
-}
-
-TEST_F(HostBooks, AnAlternativeIsWrittenAsAMoveIs) {
-    // Nd2 could be either knight's, and gives check.
-    const Ran ran = Torval({"play", "--book", book_.c_str()},
-                           "auto off\nbook user\nfen 8/8/8/8/4k3/8/8/KN3N2 w - - 0 1\n"
-                           "Nbd2\nbook add\nback\nNfd2\nbook add\nback\ngo\nnext\nnext\n");
-    EXPECT_EQ(ran.code, 0) << ran.err;
-    EXPECT_THAT(ran.out, HasSubstr("(book)"));
-    EXPECT_THAT(ran.out,
-                testing::AnyOf(testing::EndsWith("\n1. Nbd2+\n1. Nfd2+\n"),
-                               testing::EndsWith("\n1. Nfd2+\n1. Nbd2+\n")));
-}
-
-TEST_F(HostBooks, CommandsUseABookOnlyWhenAskedTo) {
-    EXPECT_THAT(Torval({"search", "--depth", "1"}).out, Not(HasSubstr("Book move")));
-    EXPECT_THAT(Torval({"search", "--book", book_.c_str()}).out, StartsWith("Book move: "));
-    EXPECT_THAT(Torval({"eval", "--book", book_.c_str()}).out, HasSubstr("d4          4      700"));
-    const std::string none = book_ + "x";
-    const Ran refused = Torval({"search", "--book", none.c_str()});
-    EXPECT_NE(refused.code, 0);
-    EXPECT_THAT(refused.err, HasSubstr("is missing or cannot be written"));
-    EXPECT_THAT(Torval({"search", "--depth", "1"}).out, Not(HasSubstr("Book move")));
-}
-
-TEST_F(HostBooks, TheProtocolPlaysFromABookOnlyWhenAskedTo) {
-    UciDialogue dialogue;
-    dialogue.Send("uci");
-    dialogue.Until("uciok");
-    EXPECT_EQ(dialogue.Count("option name OwnBook type check default false"), 1);
-    EXPECT_EQ(dialogue.Count("option name BookFile type string default <empty>"), 1);
-    EXPECT_EQ(dialogue.Count("option name BookMode type combo default Even var Best var Games var "
-                             "Score var Even"),
-              1);
-    dialogue.Send("setoption name BookFile value " + book_);
-    dialogue.Send("setoption name BookMode value Best");
-    const auto go = [&dialogue] {
-        dialogue.Forget();
-        dialogue.Send("position startpos");
-        dialogue.Send("go depth 2");
-        return dialogue.Until("bestmove");
-    };
-    go();
-    EXPECT_GT(dialogue.Count("info depth 2"), 0);
-    dialogue.Send("setoption name OwnBook value true");
-    EXPECT_THAT(go(), StartsWith("bestmove e2e4"));
-    EXPECT_EQ(dialogue.Count("info depth 2"), 0);
-    dialogue.Send("setoption name BookFile value /nonexistent/book");
-    dialogue.Ready();
-    EXPECT_EQ(dialogue.Count("info string the book '/nonexistent/book' is missing"), 1);
-    go();
-    EXPECT_GT(dialogue.Count("info depth 2"), 0);
-    dialogue.Send("setoption name BookMode value Sideways");
-    dialogue.Ready();
-    EXPECT_EQ(dialogue.Count("info string BookMode is Best, Games, Score or Even"), 1);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "apps/text/moves.h"
 #include "apps/text/san.h"
 #include "board/legality.h"
+#include "egtb/nalimov/index.h"
 #include "game/game.h"
 #include "state/settings.h"
 
@@ -85,6 +86,7 @@ TEST_F(NotationTest, AlgebraicLineFollowsTheMovesAndPutsEverythingBack) {
 }
 
 TEST_F(NotationTest, DatabasesNameTheSameMoves) {
+    BuildIndexTables();
     for (const char* fen : {"8/7k/8/8/Q2Q4/8/8/Q3K3 w - - 0 1",
                             "4k3/8/8/R7/8/8/8/R3K3 w - - 0 1",
                             "8/8/8/k2pP2R/8/8/8/4K3 w - d6 0 1",

@@ -1,39 +1,29 @@
-// Endgame databases in the two hosts: paths that are taken and refused, and values in words.
+// Endgame databases in the two hosts: what the engine reports on the way.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
+#include <cstdio>
+#include <filesystem>
 
 #include "apps/cli/positions.h"
 #include "apps/host/databases.h"
 #include "apps/makers/set_up.h"
 #include "apps/makers/tables/position_values.h"
 #include "apps/play/player.h"
-#include "egtb/nalimov/tablebase_files.h"
+#include "apps/uci/uci_loop.h"
 #include "engine/notifications.h"
 #include "game/game.h"
 #include "platform/tick.h"
 #include "state/notify.h"
 #include "support/made_tables.h"
-#include "support/run_command.h"
-#include "support/uci_dialogue.h"
 
 namespace torval {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-constexpr const char* kLongestMate = "8/8/8/8/8/2k5/1R6/K7 w - - 0 1";
-constexpr const char* kTwentyCharacters = "/tmp/two/directories";
-constexpr const char* kTooLong = "it has at most 19 characters, not 20";
-
-bool IsRegistered(const char* class_name) {
-    return !tablebase_files[static_cast<std::size_t>(FindClass(class_name))][0].name.empty();
-}
 
 /// Other tests leave the one engine of this process with tables and listeners of their own.
 class HostDatabases : public testing::Test {
@@ -52,27 +42,10 @@ protected:
                        },
                        kSystemTicks.sleep};
     }
-    ~HostDatabases() override {
-        tick_source = kSystemTicks;
-        fs::remove_all(damaged_);
-    }
-
-    /// A folder with a file that is too short, besides sound ones.
-    const std::string& Damaged() {
-        damaged_ = tables->Folder() + "_damaged";
-        fs::copy(tables->Folder(), damaged_);
-        fs::resize_file(damaged_ + "/krk.nbw", 100);
-        return damaged_;
-    }
-    std::string Damage() const {
-        return "'" + damaged_ + "/krk.nbw' is damaged: it has 100 entries, not 27030";
-    }
+    ~HostDatabases() override { tick_source = kSystemTicks; }
 
     static std::unique_ptr<MadeTables> tables;
     static inline std::atomic<bool> due = false;  ///< message 22, at the next look at the clock
-
-private:
-    std::string damaged_;
 };
 
 std::unique_ptr<MadeTables> HostDatabases::tables;
@@ -89,122 +62,16 @@ protected:
         EXPECT_FALSE(reply.accepted) << command;
         return reply.lines.at(0);
     }
-    std::vector<std::string> NewsAfter(const std::string& command) {
-        Tell(command);
-        while (player.IsMoveDue()) player.Wait(-1, -1);
-        return player.TakeNews();
-    }
-    void UseTables() { Tell("tb path " + tables->Folder()); }
-
     Player player{{}};
 };
 
-TEST_F(PlayDatabases, TakesPathsAndCache) {
-    const std::string path = "Nalimov path: " + tables->Folder() + "; 10 files of up to 3 men, ";
-    UseTables();
-    EXPECT_TRUE(IsRegistered("krk"));
-    Tell("tb cache 7");
-    EXPECT_THAT(
-        Tell("tb thompson /tb5"),
-        ElementsAre(
-            "The engine uses endgame databases.", path + "cache 7 MB", "Thompson path: /tb5"));
-    EXPECT_THAT(Tell("settings"), Contains("  212  Thompson Endgame Path: /tb5"));
-    EXPECT_THAT(Tell("settings"), Contains("  215  Cache size (MB): 7"));
-    // Either path keeps them in use; the last one that goes ends it.
-    EXPECT_THAT(Tell("tb path none"), Contains("The engine uses endgame databases."));
-    EXPECT_FALSE(IsRegistered("krk"));
-    Tell("settings 212");
-    EXPECT_THAT(Tell("tb path"), Contains("The engine uses no endgame databases."));
-    EXPECT_EQ(Tell("settings 214 " + tables->Folder()).at(0),
-              "214  Nalimov Endgame Path: " + tables->Folder());
-    EXPECT_THAT(Tell("tb path"), Contains(path + "cache 7 MB"));
-    EXPECT_THAT(Tell("tb off"), Contains("The engine uses no endgame databases."));
-
-    const std::string file = tables->File("settings");
-    Tell("save settings " + file);
-    Tell("tb path none");
-    Tell("tb cache 4");
-    Tell("load settings " + file);
-    EXPECT_TRUE(IsRegistered("krk"));
-    EXPECT_THAT(
-        Tell("tb path"),
-        ElementsAre(
-            "The engine uses no endgame databases.", path + "cache 7 MB", "Thompson path: none"));
-    fs::remove(file);
-    Tell("tb cache 4");
-}
-
-TEST_F(PlayDatabases, RefusesWhatTheEngineWouldEndFor) {
-    UseTables();
+TEST_F(PlayDatabases, NoticesAFileThatIsDamagedLater) {
+    Tell("tb path " + tables->Folder());
     const std::vector<std::string> before = Tell("tb path");
-    const std::string file = tables->File("settings");
-    const std::string damaged = Damaged();
-    EXPECT_THAT(Refused("tb path " + damaged), HasSubstr(Damage()));
-    EXPECT_THAT(Refused("settings 214 " + damaged), HasSubstr(Damage()));
     EXPECT_THAT(Refused("tb path  " + std::string(1023, 'x')), HasSubstr("at most 1022"));
-    EXPECT_THAT(Refused(std::string("tb path \xC3\xA4")), HasSubstr("cannot begin"));
-    EXPECT_THAT(Refused(std::string("tb thompson ") + kTwentyCharacters), HasSubstr(kTooLong));
-    EXPECT_THAT(Refused(std::string("settings 212 ") + kTwentyCharacters), HasSubstr(kTooLong));
-    EXPECT_THAT(Refused("tb cache 1025"), HasSubstr("0 to 1024"));
-    EXPECT_THAT(Refused("tb perhaps"), HasSubstr("usage: tb"));
-    SettingsImage image = SettingsImage::Defaults();
-    image.SetNalimovPath(damaged);
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<const char*>(image.bytes().data()),
-               static_cast<std::streamsize>(image.bytes().size()));
-    EXPECT_THAT(Refused("load settings " + file), HasSubstr(Damage()));
-    fs::remove(file);
-    EXPECT_EQ(Tell("tb path"), before);
-    // A file in use that is damaged later is found when the engine would look again.
-    Tell("tb thompson " + std::string(19, 'x'));
-    fs::rename(tables->File("krk.nbw"), tables->File("away"));
-    fs::copy(damaged + "/krk.nbw", tables->File("krk.nbw"));
+    fs::resize_file(tables->File("krk.nbw"), 100);
     EXPECT_THAT(Refused("settings 215 9"), HasSubstr("is damaged"));
-    fs::rename(tables->File("away"), tables->File("krk.nbw"));
-
-    for (const auto& [option, path, problem] :
-         {std::tuple{"--tb", damaged, Damage()},
-          std::tuple{"--thompson", std::string(kTwentyCharacters), std::string(kTooLong)}}) {
-        const Ran ran = Torval({"play", "--book=none", option, path});
-        EXPECT_EQ(ran.code, 2);
-        EXPECT_THAT(ran.err, HasSubstr(std::string(option) + ": " + problem));
-    }
-}
-
-TEST_F(PlayDatabases, TellsTheValueOfEachMove) {
-    UseTables();
-    const auto ask = [this](const std::string& fen) {
-        Tell("fen " + fen);
-        return Tell("tb");
-    };
-    EXPECT_THAT(ask(kLongestMate),
-                ElementsAre("White to move: mate in 16.",
-                            "  mate in 16: Kb1 Ka2 Rb1 Ra2 Rg2 Rh2 Rb7 Rb8",
-                            "  mate in 17: Re2 Rf2 Rb5 Rb6",
-                            "  draw: Rc2+ Rd2 Rb3+ Rb4"));
-    EXPECT_THAT(ask("8/P7/8/8/8/8/8/k1K5 w - - 0 1"), Contains("  mate in 1: a8=Q# a8=R#"));
-    EXPECT_THAT(ask("7r/K7/2k5/8/8/8/8/8 w - - 0 1"),
-                ElementsAre("White to move: mated in 1.", "  mated in 1: Ka6"));
-    EXPECT_THAT(ask("4k3/8/8/8/8/8/8/4K2R w K - 0 1").at(0), HasSubstr("Castling"));
-    EXPECT_THAT(ask(kStartFen).at(0), HasSubstr("too many men"));
-    // A capture leads to men that a file knows.
-    EXPECT_THAT(ask("8/8/8/8/8/5k2/n7/KR6 w - - 0 1"),
-                ElementsAre("There is no file that knows this position: krkn.nbw would.",
-                            "  mate in 15: Kxa2"));
-}
-
-TEST_F(PlayDatabases, TellsWhatIsExact) {
-    UseTables();
-    Tell("level depth 3");
-    Tell(std::string("fen ") + kLongestMate);
-    EXPECT_THAT(NewsAfter("go"),
-                ElementsAre(HasSubstr("  (mate in 16 by the databases, depth 3)")));
-    EXPECT_THAT(player.CurrentView().thinking, HasSubstr("mate in 16 by the databases  "));
-    Tell("fen 8/8/8/8/8/2k5/2P5/1K6 b - - 0 1");
-    EXPECT_THAT(NewsAfter("go"), ElementsAre(HasSubstr("  (draw by the databases, depth 3)")));
-    Tell("tb off");
-    Tell(std::string("fen ") + kLongestMate);
-    EXPECT_THAT(NewsAfter("go"), ElementsAre(HasSubstr("  (+5.")));
+    EXPECT_EQ(Tell("tb path"), before);
 }
 
 TEST_F(PlayDatabases, TellsOfMissingVolumesOnce) {
@@ -268,68 +135,20 @@ TEST(MissingVolumes, AreNamed) {
     EXPECT_EQ(MissingVolumesSentence("all", ""), "Thompson databases are missing: all.");
 }
 
-class UciDatabases : public HostDatabases {
-protected:
-    std::string Answer(const std::string& line) {
-        dialogue.Forget();
-        dialogue.Send(line);
-        dialogue.Ready();
-        return dialogue.lines().at(0);
-    }
-    void Set(const std::string& name, const std::string& value) {
-        EXPECT_EQ(Answer("setoption name " + name + " value " + value), "readyok");
-    }
-    std::string Go(const std::string& position) {
-        dialogue.Forget();
-        dialogue.Send("position " + position);
-        dialogue.Send("go depth 3");
-        (void)dialogue.Until("bestmove");
-        return dialogue.lines().at(0);
-    }
-
-    UciDialogue dialogue;
-};
-
-TEST_F(UciDatabases, TakesPathsBetweenSearches) {
-    dialogue.Send("uci");
-    dialogue.Until("uciok");
-    EXPECT_EQ(dialogue.Count("option name NalimovPath type string default <empty>"), 1);
-    EXPECT_EQ(dialogue.Count("option name NalimovCache type spin default 4 min 0 max 1024"), 1);
-    EXPECT_EQ(dialogue.Count("option name ThompsonPath type string default <empty>"), 1);
-    const std::string words = "info string endgame database: ";
-    EXPECT_THAT(Go(std::string("fen ") + kLongestMate), HasSubstr("info depth 1 score cp"));
-    Set("NalimovPath", tables->Folder());
-    EXPECT_EQ(Go(std::string("fen ") + kLongestMate), words + "mate in 16 for the side to move");
-    EXPECT_EQ(dialogue.Count("info depth 3 score mate 16 "), 2);
-    EXPECT_EQ(Go(std::string("fen ") + kLongestMate + " moves b2b4"),
-              words + "draw for the side to move");
-    const std::string damaged = Damaged();
-    EXPECT_EQ(Answer("setoption name NalimovPath value " + damaged),
-              "info string NalimovPath stays as it is: " + Damage());
-    EXPECT_THAT(Go(std::string("fen ") + kLongestMate), HasSubstr("mate in 16"));
-    // Sound when it was named, damaged when it is to be used.
-    fs::rename(damaged, damaged + "_away");
-    fs::copy(tables->Folder(), damaged);
-    Set("NalimovPath", damaged);
-    fs::remove_all(damaged);
-    fs::rename(damaged + "_away", damaged);
-    EXPECT_EQ(Go(std::string("fen ") + kLongestMate),
-              "info string NalimovPath is empty now: " + Damage());
-    EXPECT_EQ(Answer("setoption name NalimovPath value /nowhere"),
-              "info string NalimovPath: there are no database files");
-    EXPECT_THAT(Go(std::string("fen ") + kLongestMate), HasSubstr("info depth"));
-    Set("NalimovPath", "<empty>");
-}
-
-TEST_F(UciDatabases, SaysWhatTheThompsonDatabasesLack) {
-    EXPECT_EQ(Answer(std::string("setoption name ThompsonPath value ") + kTwentyCharacters),
-              std::string("info string ThompsonPath stays as it is: ") + kTooLong +
-                  "; a link to the directory can be shorter");
-    Set("ThompsonPath", std::string(19, 'x'));
+TEST_F(HostDatabases, TheProtocolPassesOnWhatThompsonDatabasesLack) {
+    std::FILE* const in = std::tmpfile();
+    std::FILE* const out = std::tmpfile();
+    ASSERT_TRUE(in && out);
+    std::fputs("setoption name ThompsonPath value tb5\nposition startpos\ngo depth 2\n", in);
+    std::rewind(in);
     due = true;
-    dialogue.Send("go depth 2");
-    dialogue.Until("bestmove");
-    EXPECT_EQ(dialogue.Count(std::string("info string ") + kNoDatabaseMoveSentence), 1);
+    RunUci(fileno(in), fileno(out));
+    std::rewind(out);
+    std::string answer;
+    for (int byte; (byte = std::fgetc(out)) != EOF;) answer += static_cast<char>(byte);
+    EXPECT_THAT(answer, HasSubstr(std::string("info string ") + kNoDatabaseMoveSentence + "\n"));
+    std::fclose(in);
+    std::fclose(out);
 }
 
 }  // namespace

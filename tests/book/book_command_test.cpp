@@ -1,4 +1,4 @@
-// The book command: games in, a book out, and what it shows.
+// Books made of random games, compared with counts of those games.
 
 #include <gmock/gmock.h>
 
@@ -14,7 +14,6 @@
 #include "apps/makers/books/game_stream.h"
 #include "apps/makers/set_up.h"
 #include "apps/text/moves.h"
-#include "apps/text/replace_file.h"
 #include "apps/text/text.h"
 #include "book/book_fixture.h"
 #include "support/run_command.h"
@@ -24,7 +23,6 @@ namespace torval {
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 Ran Book(const std::string& arguments, const std::string& input = "") {
     std::vector<std::string> words = {"book"};
@@ -160,86 +158,6 @@ TEST_F(BookCommandTest, SpilledRunsMakeTheSameBookAsOneBuffer) {
     EXPECT_EQ(build(100), whole);
 }
 
-constexpr const char* kMixedGames = R"([Event "One"]
-[Result "1-0"]
-[WhiteElo "2400"]
-[BlackElo "2300"]
-
-1. e4 e5 2. Nf3 {a comment (with) [stuff] } Nc6 (2... d6 3. d4) 3. Bb5 $1 a6! 4. O-O 1-0 {end}
-
-[Event "Two"]
-[Result "0-1"]
-[WhiteElo "2400"]
-[BlackElo "2100"]
-
-1. e4 c5 2. Nf3 d6 0-1
-
-[Event "Not legal"]
-
-1. e4 e5 2. Ke3 *
-[Event "No end {"]
-
-1. Nf3 Nf6 2. e4 {open
-[Event "Two men"]
-[FEN "4k3/8/8/8/8/8/8/1N2KN2 w - - 0 1"]
-
-1. Nd2 *
-
-[Event "Last"]
-
-1. d4 d5 2. c4 1/2-1/2
-)";
-
-TEST_F(BookCommandTest, ShowsAndChangesMoves) {
-    const std::string book = Path("mixed");
-    const std::string games = WriteText("mixed.pgn", kMixedGames);
-    const Ran made = Book("make " + book + " --variant bx --pgn " + games);
-    EXPECT_EQ(made.code, 0);
-    EXPECT_THAT(made.out, HasSubstr("11 positions, 13 moves"));
-    EXPECT_THAT(made.out, HasSubstr("from 3 games"));
-    EXPECT_EQ(made.err,
-              "torval: 3 games skipped as damaged: " + games + ":15: move 3 'Ke3' is not legal; " +
-                  games + ":18: a comment has no end; " + games +
-                  ":21: move 1 'Nd2' can mean more than one move\n");
-
-    EXPECT_EQ(Book("moves " + book).out,
-              "Move     Score    Games    White    Drawn    Black\n"
-              "e4          +0        2        1        0        1\n"
-              "d4          +0        1        0        1        0\n");
-    EXPECT_EQ(Book("exclude " + book + " --moves 'e4 c5'").code, 0);
-    EXPECT_THAT(Book("moves " + book + " --moves e4").out, HasSubstr("excluded"));
-    EXPECT_EQ(Book("moves " + book + " --moves a4").out, "no moves\n");
-    EXPECT_EQ(Book("delete " + book + " --moves e4").code, 1);
-
-    // The same as a BK book, which a move can be deleted from.
-    EXPECT_EQ(Book("make --force " + book + " --pgn - --min-elo 2200", kMixedGames).out,
-              book +
-                  ": 7 positions, 7 moves, 5120 bytes\n"
-                  "from 1 game, 4 left out for their ratings\n");
-    EXPECT_EQ(Book("add " + book + " --moves 'e4 e6 d4' --score 20").out,
-              book + ": positions 8 (+1), moves 9 (+2)\n");
-    EXPECT_EQ(Book("moves " + book + " --moves e4").out,
-              "Move     Score\ne5          -1\ne6         -20\n");
-    EXPECT_EQ(Book("export " + book).out,
-              "1. e4\n  1... e5 2. Nf3 Nc6 3. Bb5 a6 4. O-O\n  1... e6 2. d4\n");
-    EXPECT_EQ(Book("exclude " + book + " --moves 'e4 e6'").code, 0);
-    EXPECT_EQ(Book("moves " + book + " --moves e4").out,
-              "Move     Score\ne5          -1\ne6         -20  excluded\n");
-    EXPECT_EQ(Book("export --lines " + book).out, "e4 e5 Nf3 Nc6 Bb5 a6 O-O\n");
-    EXPECT_EQ(Book("delete " + book + " --moves 'e4 e6 d4' --count 2").out,
-              book + ": positions 7 (-1), moves 7 (-2)\n");
-    EXPECT_EQ(Book("delete " + book + " --moves 'e4 e6'").code, 1);
-    EXPECT_THAT(Book("verify " + book).out, HasSubstr("whole, 7 positions"));
-
-    // White's marks are the engine's, the command's are those of the side that moved.
-    EXPECT_EQ(Book("add " + book + " --moves 'd4 d5' --exclude --count 1").code, 0);
-    EXPECT_EQ(Book("moves " + book + " --moves d4").out,
-              "Move     Score\nd5          +0  excluded\n");
-    EXPECT_EQ(Book("add " + book + " --moves 'f3 e5 g4 Qh4' --prefer --count 2").code, 0);
-    EXPECT_EQ(Book("moves " + book + " --moves 'f3 e5'").out,
-              "Move     Score\ng4          +0  excluded\n");
-}
-
 TEST_F(BookCommandTest, ExportedLinesAndGamesMakeTheSameBook) {
     TestRandom random;
     std::string lines;
@@ -272,120 +190,6 @@ TEST_F(BookCommandTest, ExportedLinesAndGamesMakeTheSameBook) {
         EXPECT_EQ(Book("make --force " + second + " --" + form + " -", text).code, 0);
         EXPECT_EQ(moves_of(second), moves_of(first)) << form;
     }
-}
-
-TEST_F(BookCommandTest, MergedBooksAddUpGames) {
-    const std::string a = Path("a");
-    const std::string b = Path("b");
-    const std::string both = Path("both");
-    Book("make " + a + " --variant bx --lines - --comment first", "e4 e5 1-0\nd4 1-0\n");
-    Book("make " + b + " --variant bx --lines -", "e4 e5 0-1\ne4 c5 1-0\n");
-    EXPECT_EQ(Book("merge " + both + " " + a + " " + b).code, 0);
-    EXPECT_EQ(Book("moves " + both).out,
-              "Move     Score    Games    White    Drawn    Black\n"
-              "d4          +1        1        1        0        0\n"
-              "e4          +1        3        2        0        1\n");
-    EXPECT_THAT(Book("info " + both).out, HasSubstr("Comment       : first"));
-    // Scores of a BK book are the first one's, marks too.
-    Book("make --force " + a + " --lines -", "e4 e5 1-0\n");
-    Book("make --force " + b + " --lines -", "e4 c5\n");
-    Book("add " + a + " --moves e4 --score 33 --exclude");
-    EXPECT_EQ(Book("merge --force " + both + " " + a + " " + b).code, 0);
-    EXPECT_EQ(Book("moves " + both).out, "Move     Score\ne4         +33  excluded\n");
-    EXPECT_EQ(Book("make --force " + b + " --version 30 --lines -", "e4 c5\n").code, 0);
-    EXPECT_EQ(Book("merge --force " + both + " " + a + " " + b).code, 1);
-}
-
-TEST_F(BookCommandTest, RefusesInOneLine) {
-    const std::string book = Path("book");
-    ASSERT_EQ(Book("make " + book + " --lines -", "e4 e5\n").code, 0);
-    const Bytes before = ReadBytes(book);
-    struct Refused {
-        std::string arguments;
-        int code;
-        const char* message;
-    };
-    const Refused cases[] = {
-        {"", 2, "subcommand"},
-        {"make", 2, "OUT"},
-        {"make " + book + " --version 2", 2, "two digits"},
-        {"make " + book + " --variant by", 2, "--variant"},
-        {"make " + book + " --plies 401", 2, "--plies"},
-        {"make --force " + book + " --pgn /nowhere", 2, "cannot read"},
-        {"make " + book + " --lines -", 1, "is there already; --force replaces it"},
-        {"merge " + book + " " + book, 1, "is there already; --force replaces it"},
-        {"make " + book + " --comment " + std::string(600, 'x'), 2, "--comment"},
-        {"make " + Path("no/such/place"), 1, "cannot be written"},
-        {"list /nowhere", 2, "cannot read"},
-        {"verify " + WriteText("text", std::string(99, 'x')), 2, "no opening book"},
-        {"moves " + book + " --moves e5", 2, "not legal"},
-        {"add " + book + " --moves e4 --score 128", 2, "--score"},
-        {"add " + book + " --moves e4 --exclude --prefer", 2, "excludes"},
-        {"add " + book, 2, "--moves"},
-        {"delete " + book + " --moves a4", 1, "does not hold"},
-        {"exclude " + book + " --moves ''", 2, "no move"},
-    };
-    for (const Refused& one : cases) {
-        SCOPED_TRACE(one.arguments);
-        const Ran ran = Book(one.arguments);
-        EXPECT_EQ(ran.code, one.code);
-        EXPECT_THAT(ran.err, HasSubstr(one.message));
-        EXPECT_EQ(std::ranges::count(ran.err, '\n'), 1) << ran.err;
-        EXPECT_EQ(ran.out, "");
-    }
-    EXPECT_EQ(ReadBytes(book), before);
-
-    Bytes damaged = before;
-    damaged[26] ^= 1;
-    WriteBytes(book, damaged);
-    const Ran verified = Book("verify " + book);
-    EXPECT_EQ(verified.code, 1);
-    EXPECT_EQ(verified.out, "header: 3 positions, the chains have 2\n");
-    EXPECT_EQ(Book("merge " + Path("out") + " " + book).code, 1);
-    EXPECT_FALSE(std::filesystem::exists(Path("out")));
-}
-
-TEST_F(BookCommandTest, InputWithoutAGameLeavesTheOldBook) {
-    using namespace std::string_literals;
-    const std::string book = Path("book");
-    ASSERT_EQ(Book("make " + book + " --lines -", "e4 e5\n").code, 0);
-    const Bytes before = ReadBytes(book);
-    struct Input {
-        std::string text;
-        std::string options;
-        const char* message;
-    };
-    for (const Input& c : {
-             Input{"", "", "there is no game in 'FILE'\ntorval: no game to make a book of"},
-             Input{"\xEF\xBB\xBF% nothing\n\n", "", "there is no game in 'FILE'"},
-             Input{"1. e4 e6 2. Ke3 *\n", "", "FILE:1: move 3 'Ke3' is not legal"},
-             Input{"1. e4 e6 *\n", "--min-elo 2000", "1 left out for their ratings"},
-             Input{"1. e4 e6 *\n", "--min-games 2", "--min-games"},
-             Input{"[Event \"?\"]\n\n*\n", "", "no move of the games"},
-             Input{"\xFF\xFE"
-                   "1\0.\0 \0e\0004\0 \0*\0"s,
-                   "",
-                   "'FILE' is text in UTF-16"},
-             Input{"\xFE\xFF\0001\0.\0e\0004"s, "", "'FILE' is text in UTF-16"},
-             Input{"1\0.\0 \0e\0004\0 \0*\0"s, "", "'FILE' is text in UTF-16"},
-         }) {
-        // Longer than what a message quotes of other text.
-        const std::string file = WriteText("a long name of a file with games.pgn", c.text);
-        std::string message = c.message;
-        for (std::size_t at; (at = message.find("FILE")) != message.npos;) {
-            message.replace(at, 4, file);
-        }
-        const Ran ran = Book("make --force " + book + " " + c.options + " --pgn '" + file + "'");
-        EXPECT_EQ(ran.code, 1) << message;
-        EXPECT_THAT(ran.err, HasSubstr(message));
-        EXPECT_EQ(ReadBytes(book), before) << message;
-    }
-    // Beside a file with games an empty one is only told of.
-    const std::string empty = WriteText("empty.pgn", "");
-    const std::string games = WriteText("games.pgn", "1. e4 e6 *\n");
-    const Ran ran = Book("make --force " + book + " --pgn " + empty + " " + games);
-    EXPECT_EQ(ran.code, 0);
-    EXPECT_EQ(ran.err, "torval: there is no game in '" + empty + "'\n");
 }
 
 TEST_F(BookCommandTest, ABookBeyondTheBlockLimitIsRefused) {
