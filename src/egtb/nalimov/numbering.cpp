@@ -119,17 +119,19 @@ void BuildScheme(int class_id, unsigned side) {
 }  // namespace
 
 void BuildTables() {
-    static std::once_flag built;
-    std::call_once(built, [] {
-        // An earlier try may have run out of memory halfway.
-        for (auto& pairs : tables.pairs) pairs.clear();
-        tables.offsets.clear();
-        BuildKingPairs();
-        BuildOrdinals();
-        for (int id = 1; id < kClasses; ++id) {
-            for (const unsigned side : {0U, 1U}) BuildScheme(id, side);
-        }
-    });
+    static std::mutex mutex;
+    static bool built = false;
+    const std::lock_guard lock(mutex);
+    if (built) return;
+    // An earlier try may have run out of memory halfway.
+    for (auto& pairs : tables.pairs) pairs.clear();
+    tables.offsets.clear();
+    BuildKingPairs();
+    BuildOrdinals();
+    for (int id = 1; id < kClasses; ++id) {
+        for (const unsigned side : {0U, 1U}) BuildScheme(id, side);
+    }
+    built = true;
 }
 
 }  // namespace numbering
