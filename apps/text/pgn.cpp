@@ -130,12 +130,16 @@ private:
                 if (!tokens_.SkipComment()) message_ = "a comment has no end";
                 return false;
             case Token::LineComment: tokens_.SkipLine(); return false;
-            case Token::VariationBegins: ++depth_, tokens_.Take(); return false;
+            case Token::VariationBegins:
+                ++depth_;
+                tokens_.Take();
+                return false;
             case Token::VariationEnds:
                 if (depth_ == 0) {
                     message_ = "a variation ends that has not begun";
                 } else {
-                    --depth_, tokens_.Take();
+                    --depth_;
+                    tokens_.Take();
                 }
                 return false;
             default: return ReadWord(game);
