@@ -3,8 +3,8 @@
 // An object is used through interfaces. Each interface is a class of pure virtual functions and
 // begins with IUnknown, so that any of an object's interfaces can be asked for any other. References
 // are counted: whoever keeps a pointer takes a reference, and whoever drops it releases it; the
-// last release destroys the object. A pointer that a call hands out carries a reference for the caller;
-// one that is passed to a call is only lent for the duration of the call.
+// last release destroys the object. A pointer that a call hands out carries a reference for the
+// caller; one that is passed to a call is only lent for the duration of the call.
 //
 // Identifiers are 16 bytes and fixed: an interface under the same identifier never changes.
 //

@@ -13,8 +13,8 @@ namespace torval {
 
 /// The square that the pawn of the last move has passed, when a pawn of the side to move is beside
 /// that pawn and could take it. Empty for any other move, and when the side that made the move is
-/// to move again: the other side has passed. Squares are 0x88 numbers; `man_at` returns the piece byte
-/// on one.
+/// to move again: the other side has passed. Squares are 0x88 numbers; `man_at` returns the piece
+/// byte on one.
 template <typename ManAt>
 constexpr std::optional<std::uint8_t> EnPassantSquare(const EVAR& last,
                                                       unsigned side_to_move,

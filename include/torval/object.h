@@ -6,8 +6,8 @@
 //     void* FindInterface(const GUID& iid);
 //
 // that returns the interface with this identifier, converted to that interface's class, or null
-// when there is none. For IID_IUnknown it always returns the same one. Objects are made with MakeObject
-// and destroyed with their last reference.
+// when there is none. For IID_IUnknown it always returns the same one. Objects are made with
+// MakeObject and destroyed with their last reference.
 //
 // Thread   the count is atomic; everything else is up to the implementation.
 #pragma once

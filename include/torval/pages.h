@@ -38,9 +38,9 @@
 //            until the next call that changes a control, activates or deactivates the page, or
 //            until its end; those of GetPageInfo are always valid. Labels and items are UTF-8.
 //
-// Thread     A page belongs to the thread that created it: all calls are made there, and the site is
-//            called there, from within the change that made the page dirty. The site may call the
-//            page back, even Apply and Deactivate. Pages may be shown and applied while the engine
+// Thread     A page belongs to the thread that created it: all calls are made there, and the site
+//            is called there, from within the change that made the page dirty. The site may call
+//            the page back, even Apply and Deactivate. Pages may be shown and applied while the engine
 //            computes; new databases then wait for the next computation.
 //
 // Errors     E_UNEXPECTED: not active (or active already). E_INVALIDARG: no control of this number,
