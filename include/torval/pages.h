@@ -40,8 +40,8 @@
 //
 // Thread     A page belongs to the thread that created it: all calls are made there, and the site
 //            is called there, from within the change that made the page dirty. The site may call
-//            the page back, even Apply and Deactivate. Pages may be shown and applied while the engine
-//            computes; new databases then wait for the next computation.
+//            the page back, even Apply and Deactivate. Pages may be shown and applied while the
+//            engine computes; new databases then wait for the next computation.
 //
 // Errors     E_UNEXPECTED: not active (or active already). E_INVALIDARG: no control of this number,
 //            not of the kind that the call is for, a text beyond the limit, an item that does not
