@@ -2,21 +2,21 @@
 //
 // An object is used through interfaces. Each interface is a class of pure virtual functions and
 // begins with IUnknown, so that any of an object's interfaces can be asked for any other. References
-// are counted: who keeps a pointer takes a reference, who lets it go gives it back, and the last one
-// ends the object. A pointer that a call hands out carries a reference for the caller; one that a
-// call is given is only lent for the time of the call.
+// are counted: whoever keeps a pointer takes a reference, and whoever drops it releases it; the
+// last release destroys the object. A pointer that a call hands out carries a reference for the
+// caller; one that is passed to a call is only lent for the duration of the call.
 //
-// Identifiers are 16 bytes, fixed for ever: an interface under the same identifier never changes.
+// Identifiers are 16 bytes and fixed: an interface under the same identifier never changes.
 //
 // Errors   an HRESULT is negative for a failure. 0 is success, 1 a negative or empty answer, and the
-//          engine's own refusals are small positive numbers (codes.h lists them).
+//          engine's own refusals are small positive numbers (listed in codes.h).
 // Thread   an object belongs to the thread (the apartment) that created it, see apartment.h. Its
 //          reference count may be changed on any thread.
 #pragma once
 
 #include <cstdint>
 
-/// Marks the functions of these headers: all that the shared library shows.
+/// Marks the functions of these headers: all that the shared library exports.
 #define TORVAL_API __attribute__((visibility("default")))
 
 namespace torval {
@@ -60,7 +60,7 @@ public:
     /// The object's interface of this identifier, with a reference for the caller.
     /// E_NOINTERFACE: it has none, *object is null. E_POINTER: object is null.
     virtual HRESULT QueryInterface(const GUID& iid, void** object) = 0;
-    /// Both answer the new count, for diagnosis only.
+    /// Both return the new count, for diagnosis only.
     virtual std::uint32_t AddRef() = 0;
     virtual std::uint32_t Release() = 0;
 
@@ -91,7 +91,7 @@ public:
     Interface* Get() const { return pointer_; }
     explicit operator bool() const { return pointer_ != nullptr; }
 
-    /// Gives the reference back.
+    /// Releases the reference.
     void Reset() {
         if (Interface* const old = Detach()) old->Release();
     }
@@ -101,7 +101,7 @@ public:
         pointer_ = nullptr;
         return old;
     }
-    /// Where a call puts a pointer that carries a reference; gives the old one back first.
+    /// Where a call puts a pointer that carries a reference; releases the old one first.
     Interface** Receive() {
         Reset();
         return &pointer_;

@@ -10,14 +10,14 @@ namespace torval {
 
 // ---- Answers of methods --------------------------------------------------------------------------
 
-/// What the engine's methods answer besides the E_ codes of base.h. A refused call has changed
+/// What the engine's methods return besides the E_ codes of base.h. A refused call has changed
 /// nothing unless docs/hosting.md says otherwise.
 enum [[nodiscard]] Status : std::int32_t{
     StatusOk = 0,              ///< S_OK
     StatusNegative = 1,        ///< S_FALSE: a negative answer or an empty result
-    StatusBadPosition = 5,     ///< the position is none that the engine accepts
+    StatusBadPosition = 5,     ///< the engine does not accept the position
     StatusComputerToMove = 6,  ///< the engine is computing its own move
-    StatusBadText = 7,         ///< a text is no move or no name; malformed parameters
+    StatusBadText = 7,         ///< a text is not a move or a name; malformed parameters
     StatusNoMove = 8,          ///< no legal move fits the text
     StatusAmbiguous = 9,       ///< more than one legal move fits the text
     StatusTooFewMoves = 11,    ///< fewer moves than asked for could be taken back
@@ -29,18 +29,18 @@ enum [[nodiscard]] Status : std::int32_t{
     StatusBusy = 22,        ///< a computation is running
 };
 
-/// Results of opening a book: what SelectBook answers besides StatusBadText.
+/// Results of opening a book: what SelectBook returns besides StatusBadText.
 enum BookStatus : std::int32_t {
     BookOpened = 0,
     BookNoMemory = 3,
-    BookNotReadable = 16,  ///< answer of AddBookMoves and DelBookMoves: the book is closed
+    BookNotReadable = 16,  ///< result of AddBookMoves and DelBookMoves: the book is closed
     BookNotOpened = 17,    ///< no such file, or it cannot be written
     BookNotABook = 18,
 };
 
 // ---- A game and its messages ---------------------------------------------------------------------
 
-/// MOVES::iStatus: what a move entered did to the game.
+/// MOVES::iStatus: what an entered move did to the game.
 enum Outcome : std::uint16_t {
     OutcomeGoesOn = 0,
     OutcomeMate = 6,
@@ -113,7 +113,7 @@ enum LineKind : std::int16_t {
     LineFinal = 4,         ///< the result of a computation
 };
 
-/// MAINVAR::depth and OutputNextMove of what the Thompson databases say, without a search.
+/// MAINVAR::depth and OutputNextMove for a result of the Thompson databases, without a search.
 inline constexpr int kDatabaseDepth = 99;
 
 /// LEVEL::mode.
@@ -123,14 +123,14 @@ enum LevelMode : std::uint16_t {
     LevelMoveTime = 2,    ///< the same time for each move
     LevelPlies = 3,       ///< as LevelDepth
     LevelAverage = 4,     ///< time per move on average
-    LevelIncrement = 5,   ///< time for the game, and more with each move
+    LevelIncrement = 5,   ///< time for the game, plus an increment per move
     LevelInfinite = 6,
 };
 
 /// Bits of CLOCKS::Command: which clocks to take, or which have changed.
 enum ClocksBit : std::uint16_t { ClocksWhite = 1, ClocksBlack = 2, ClocksBoth = 3 };
 
-/// Completion of GetProgress for a level without a time.
+/// Completion of GetProgress for a level without a time limit.
 inline constexpr std::uint16_t kCompletionUnknown = 65535;
 
 // ---- Opening books -------------------------------------------------------------------------------
@@ -144,8 +144,8 @@ enum BookMoveFlag : std::uint8_t {
     BookMoveExcluded = 0x40,  ///< not to be played
 };
 
-/// In the flags of AddBookMoves: a mark for the move, from White's point of view, and above it the
-/// winner of a game to be counted.
+/// In the flags of AddBookMoves: a mark for the move, from White's point of view, and above it
+/// the winner of a game to be counted.
 inline constexpr std::int32_t kBookMarkBits = 0xC0;
 inline constexpr std::int32_t kBookMarkBetter = 0x40;  ///< 1000 more
 inline constexpr std::int32_t kBookMarkWorse = 0xC0;   ///< 1000 less

@@ -1,6 +1,6 @@
-// Whether the last move lets a pawn be taken en passant, by the men on the board alone.
+// Whether the last move lets a pawn be taken en passant, judging by the men on the board alone.
 //
-// Range    whether the capture would leave the own king in check is not asked.
+// Range    whether the capture would leave the capturer's king in check is not tested.
 // Thread   pure functions.
 #pragma once
 
@@ -12,9 +12,9 @@
 namespace torval {
 
 /// The square that the pawn of the last move has passed, when a pawn of the side to move is beside
-/// that pawn and could take it. None for any other move, and when the side that made the move is to
-/// move again: the other side has passed. Squares are 0x88 numbers; `man_at` returns the piece byte
-/// on one.
+/// that pawn and could take it. Empty for any other move, and when the side that made the move is
+/// to move again: the other side has passed. Squares are 0x88 numbers; `man_at` returns the piece
+/// byte on one.
 template <typename ManAt>
 constexpr std::optional<std::uint8_t> EnPassantSquare(const EVAR& last,
                                                       unsigned side_to_move,

@@ -2,14 +2,14 @@
 //
 // A host creates CChessEngine (library.h), calls InitNew or Load of its IPersistStreamInit, then
 // Start with its own IChessEngineSite, and drives a game. Methods answer at once with a small code;
-// what the engine thinks arrives through the site. docs/hosting.md tells the whole story.
+// what the engine thinks arrives through the site. docs/hosting.md describes it all.
 //
 // Thread   all methods run on the thread that created the object. While a computation runs on the
 //          engine's own thread, its callbacks arrive on the host's thread when that dispatches its
 //          messages.
 // Errors   S_OK, S_FALSE for a negative or empty answer, E_ codes, or a Status (codes.h), given by
-//          its number below. A null pointer where one is needed gives E_POINTER. What is refused
-//          changes nothing.
+//          its number below. A null pointer where an object is needed gives E_POINTER. A refused
+//          call changes nothing.
 #pragma once
 
 #include "torval/codes.h"
@@ -29,8 +29,8 @@ enum EventMaskBit : std::uint32_t {
     EventPondering = 128,  ///< in addition: lines and root moves while pondering or analysing
 };
 
-/// Implemented by the host. Answers are ignored. A callback may call the engine back, but not wait
-/// for the computation that raised it.
+/// Implemented by the host. Return values are ignored. A callback may call the engine back, but not
+/// wait for the computation that raised it.
 class IChessEngineSite : public IUnknown {
 public:
     /// The game position after a new game, set-up or take-back (MaskBoard) or a move (with MaskMove).
@@ -56,12 +56,12 @@ protected:
 
 class IChessEngine : public IUnknown {
 public:
-    /// E_UNEXPECTED before InitNew or Load; S_FALSE when this thread has a site already;
+    /// E_UNEXPECTED before InitNew or Load; S_FALSE when this thread already has a site;
     /// RPC_E_WRONG_THREAD while the engine is started on another thread; E_OUTOFMEMORY; else what the
-    /// site answers when it is asked for IChessEngineSite.
+    /// site returns when queried for IChessEngineSite.
     virtual HRESULT Start(IUnknown* pSite) = 0;
     virtual HRESULT Stop() = 0;
-    /// 6, 7, 8, 9, 21, 22. *pResult holds the matching moves, after S_OK the move as made.
+    /// 6, 7, 8, 9, 21, 22. *pResult holds the matching moves, and after S_OK the move as made.
     virtual HRESULT DoMove(const char* szMove, MOVES* pResult) = 0;
     virtual HRESULT NewGame() = 0;
     virtual HRESULT put_Position(const CHSBRD* board) = 0;  ///< 5, 6, 22
@@ -158,7 +158,7 @@ protected:
     ~ISpecifyPropertyPages() = default;
 };
 
-TORVAL_API void* AllocateTaskMemory(std::size_t bytes);  ///< null when there is none
+TORVAL_API void* AllocateTaskMemory(std::size_t bytes);  ///< null when out of memory
 TORVAL_API void FreeTaskMemory(void* block);
 
 }  // namespace torval

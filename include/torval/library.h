@@ -19,14 +19,14 @@ struct ClassRegistration {
     const GUID* category;         ///< CATID_ChessEngine for engines, else null
 };
 
-/// What CATID_ChessEngine is called where categories are listed.
+/// The name of CATID_ChessEngine in lists of categories.
 inline constexpr const char* kEngineCategoryDescription = "Chess Engine";
 
 /// All classes.
 TORVAL_API std::span<const ClassRegistration> RegisteredClasses();
 
-/// A new object of a class, asked for an interface. REGDB_E_CLASSNOTREG, E_NOINTERFACE,
-/// E_OUTOFMEMORY; *object is null then.
+/// Creates an object of a class and queries it for an interface. REGDB_E_CLASSNOTREG,
+/// E_NOINTERFACE, E_OUTOFMEMORY; *object is null then.
 TORVAL_API HRESULT CreateInstance(const GUID& class_id, const GUID& iid, void** object);
 
 /// The same by program identifier, such as "TORVAL.Engine".

@@ -1,15 +1,15 @@
-// An object with interfaces: its reference count, and how it is asked for them. The engine's objects
-// are built on it, and so may be a host's, such as its IChessEngineSite.
+// An object with interfaces: its reference count, and how it is queried for them. The engine's
+// objects are built on it, and a host's may be too, such as its IChessEngineSite.
 //
 // A class T derives from Object<T, Interfaces...> and has a public
 //
 //     void* FindInterface(const GUID& iid);
 //
-// that returns the interface of this identifier, converted to that interface's class, and null when
-// there is none. For IID_IUnknown it always returns the same one. Objects are made with MakeObject
-// and end with their last reference.
+// that returns the interface with this identifier, converted to that interface's class, or null
+// when there is none. For IID_IUnknown it always returns the same one. Objects are made with
+// MakeObject and destroyed with their last reference.
 //
-// Thread   the count is atomic; everything else is the implementation's affair.
+// Thread   the count is atomic; everything else is up to the implementation.
 #pragma once
 
 #include <atomic>

@@ -1,9 +1,9 @@
 // Settings pages: what a user may change, shown by a host that need not know the settings.
 //
 // The engine names its pages by ISpecifyPropertyPages::GetPages. A host creates each one by its
-// class identifier (library.h), asks for IPropertyPage and shows it in whatever way it has: as
-// windows, as lines in a terminal, as a form in a browser. What there is to show is a dialog: a
-// list of controls in the order in which a reader meets them.
+// class identifier (library.h), queries it for IPropertyPage and shows it in whatever way it can:
+// as windows, as lines in a terminal, as a form in a browser. What there is to show is a dialog: a
+// list of controls in reading order.
 //
 // Controls   A control has a number, by which it is addressed, a kind, and a label in the chosen
 //            language. An Edit holds a text that the user types, of at most `limit` bytes when that
@@ -17,36 +17,36 @@
 //            SetChecked and Select. Apply takes the controls into the settings, as often
 //            as it is called. Deactivate ends the dialog; what was not applied is lost. A page can
 //            be activated again, and shows the settings of that moment. Outside an activation there
-//            are no controls: the calls that need them answer E_UNEXPECTED.
+//            are no controls: the calls that need them return E_UNEXPECTED.
 //
 // Changes    Every change that the page accepts from the host counts as made by the user, also when
 //            the value is the same as before. Most, but not all, make the page dirty: IsPageDirty
-//            then answers S_OK until the changes are applied or the page is activated again. The
-//            site is told once, when the page becomes dirty.
+//            then returns S_OK until the changes are applied or the page is activated again. The
+//            site is notified once, when the page becomes dirty.
 //
-// Values     The page judges a number when it is applied, not when it is typed. A text that is no
-//            number leaves its setting alone, without an error. Applied settings take effect when
+// Values     The page judges a number when it is applied, not when it is typed. A text that is not
+//            a number leaves its setting alone, without an error. Applied settings take effect when
 //            the engine next uses them; the size of the transposition table when the engine is
-//            initialised, thus in the next process.
+//            initialised, that is, in the next process.
 //
 // Objects    A page is shown for engines. Their settings are one set for the whole process, so that
-//            the page keeps none of the objects; it only refuses what is no engine.
+//            the page keeps no reference to the objects; it only refuses what is not an engine.
 //
 // Lifetime   The page keeps one reference to its site, from SetPageSite to the next SetPageSite or
-//            to its own end. As a site often keeps its pages, it should take itself away with
+//            to its own end. As a site often keeps its pages, it should remove itself with
 //            SetPageSite(nullptr). Texts that a call hands out are the page's own. They stay valid
-//            until the next call that changes a control, activates or deactivates the page, or to
-//            its end; those of GetPageInfo are valid for ever. Labels and items are UTF-8.
+//            until the next call that changes a control, activates or deactivates the page, or
+//            until its end; those of GetPageInfo are always valid. Labels and items are UTF-8.
 //
-// Thread     A page belongs to the thread that created it: all calls come there, and the site is
-//            called there, from within the change that made the page dirty. The site may call the
-//            page back, even Apply and Deactivate. Pages may be shown and applied while the engine
-//            computes; new databases then wait for the next computation.
+// Thread     A page belongs to the thread that created it: all calls are made there, and the site
+//            is called there, from within the change that made the page dirty. The site may call
+//            the page back, even Apply and Deactivate. Pages may be shown and applied while the
+//            engine computes; new databases then wait for the next computation.
 //
 // Errors     E_UNEXPECTED: not active (or active already). E_INVALIDARG: no control of this number,
 //            not of the kind that the call is for, a text beyond the limit, an item that does not
-//            exist. E_POINTER: null where a pointer is needed. E_OUTOFMEMORY. What is refused
-//            changes nothing and tells nobody.
+//            exist. E_POINTER: null where a pointer is needed. E_OUTOFMEMORY. A refused
+//            call changes nothing and notifies nobody.
 #pragma once
 
 #include <cstdint>
@@ -66,7 +66,7 @@ enum class ControlKind : std::uint32_t {
 };
 
 struct PageInfo {
-    const char* title;  ///< '&' stands before the letter that selects the page
+    const char* title;  ///< '&' precedes the letter that selects the page
     const char* description;
     const char* help_file;
 };
@@ -92,7 +92,7 @@ enum PageStatusBit : std::uint32_t { PageStatusDirty = 1 };
 /// Implemented by a host that wants to know when there is something to apply.
 class IPropertyPageSite : public IUnknown {
 public:
-    /// PageStatusDirty: the page has become dirty. The answer is ignored.
+    /// PageStatusDirty: the page has become dirty. The return value is ignored.
     virtual HRESULT OnStatusChange(std::uint32_t flags) = 0;
 
 protected:
@@ -103,9 +103,9 @@ class IPropertyPage : public IUnknown {
 public:
     /// For GetPageInfo from now on, for the controls from the next activation on. English at first.
     virtual HRESULT SetLanguage(Language language) = 0;
-    /// Null takes the site away.
+    /// Null removes the site.
     virtual HRESULT SetPageSite(IPropertyPageSite* site) = 0;
-    /// E_NOINTERFACE when one of them is no engine.
+    /// E_NOINTERFACE when one of them is not an engine.
     virtual HRESULT SetObjects(std::uint32_t count, IUnknown** objects) = 0;
     virtual HRESULT GetPageInfo(PageInfo* info) = 0;
 
@@ -122,7 +122,7 @@ public:
     virtual HRESULT GetItem(std::uint32_t number, std::uint32_t index, const char** text) = 0;
 
     virtual HRESULT SetText(std::uint32_t number, const char* text) = 0;
-    /// A radio button cannot be unchecked but by checking another: E_INVALIDARG.
+    /// A radio button can only be unchecked by checking another: E_INVALIDARG.
     virtual HRESULT SetChecked(std::uint32_t number, bool checked) = 0;
     virtual HRESULT Select(std::uint32_t number, std::uint32_t index) = 0;
 

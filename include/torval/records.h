@@ -3,7 +3,7 @@
 // Shape    little-endian, packed with natural alignment; every size and offset is asserted below.
 // Units    times in the unit each field names; scores in 1/128 pawn (kPawnUnits).
 // Thread   plain data; whoever holds a record owns it.
-// Errors   none here: a refused record is answered by the method it was passed to.
+// Errors   none here: the method that is passed a record refuses it.
 // Codes    enumerations and bits named here are in codes.h.
 //
 // Squares  CHSBRD.board counts 0..63 (8 * rank + file, a1 = 0); a move's squares are 0x88 numbers
@@ -22,7 +22,7 @@ inline constexpr std::int32_t kPawnUnits = 128;        ///< W_INFO.PawnValue
 inline constexpr std::int32_t kMateUnits = 10000;      ///< W_INFO.MateValue
 inline constexpr std::int32_t kMateDepthUnits = 1000;  ///< W_INFO.MateDepth
 
-/// One move. Two moves are the same when from & 0x77, to & 0x77 and flags & 0x70 agree.
+/// One move. Two moves are equal when from & 0x77, to & 0x77 and flags & 0x70 agree.
 struct EVAR {
     std::uint8_t from;     ///< origin; 0x08: notation needs the file, 0x80: it needs the rank
     std::uint8_t to;       ///< destination; 0x80: gives check, 0x08: (with 0x80) gives mate
@@ -103,7 +103,7 @@ static_assert(offsetof(LEVEL, spare) == 18);
 
 /// Both clocks, in milliseconds.
 struct CLOCKS {
-    std::uint16_t Command;  ///< ClocksBit: on put which to take, on output which changed
+    std::uint16_t Command;  ///< ClocksBit: on put, which to set; on output, which changed
     std::int32_t wtime;
     std::int32_t btime;
 };

@@ -1,8 +1,8 @@
 // The engine's settings: their layout in the stream in which they persist, and the parameters that
-// change some of them while the engine is there.
+// change some of them while the engine exists.
 //
-// Shape    a stream is a SettingsStreamHead, without the bytes behind its last field, and the
-//          Nalimov path with its zero. Little-endian; every offset is asserted below.
+// Shape    a stream is a SettingsStreamHead, without the bytes after its last field, and the
+//          Nalimov path with its terminating zero. Little-endian; every offset is asserted below.
 // Thread   plain data; whoever holds a record owns it.
 #pragma once
 
@@ -21,7 +21,7 @@ enum BookUseBit : std::uint16_t {
     BookUseMain = 1,
     BookUseUser = 2,
     BookUseDatabases = 4,  ///< probing and the root probe of the endgame databases
-    BookUseBoth = 128,     ///< take the moves of both books, not of the first that has some
+    BookUseBoth = 128,     ///< take the moves of both books, not of the first that has any
 };
 
 /// Bits of SettingsBlock::BrainFlags.
@@ -50,13 +50,13 @@ struct SettingsBlock {
     std::uint16_t BrainFlags;
     std::uint32_t TranspKB;      ///< table size in kilobytes, taken at engine initialisation
     std::uint32_t RandMargin;    ///< book margin
-    std::uint32_t BookPlyLimit;  ///< above 1: no book once so many plies are played
+    std::uint32_t BookPlyLimit;  ///< above 1: no book once this many plies are played
     std::uint32_t ClockFlags;
     std::uint32_t ThreadMargin;  ///< threat margin in score units, 0 off
     std::uint32_t stored_52;
     std::uint32_t stored_56;
     std::uint32_t LateThreadMargin;  ///< margin near the target time
-    std::uint16_t LateMarginMs;      ///< from how near on, in ms
+    std::uint16_t LateMarginMs;      ///< how near, in ms
     std::uint16_t padding_66;
     std::uint32_t NullMoveReduction;
     std::uint32_t CheckExtensionPly;
@@ -94,13 +94,13 @@ static_assert(offsetof(SettingsBlock, UserBookName) == 354);
 static_assert(offsetof(SettingsBlock, ScoreConfidence) == 612);
 static_assert(offsetof(SettingsBlock, BookMode) == 616);
 
-/// Room for the paths of the endgame databases, with the zero.
+/// Room for the paths of the endgame databases, with the terminating zero.
 inline constexpr std::size_t kThompsonPathSize = 20;
 inline constexpr std::size_t kNalimovPathSize = 1024;
 
 inline constexpr char kSettingsMagic[4] = {'Q', 'V', 'R', 'T'};
-/// The version that is written, and the oldest that is read. Those before the newest end after the
-/// Thompson path, or before it.
+/// The version that is written, and the oldest that is read. Streams of versions before the newest
+/// end after the Thompson path, or before it.
 inline constexpr std::uint32_t kSettingsVersion = 258;
 inline constexpr std::uint32_t kOldestSettingsVersion = 256;
 
@@ -139,7 +139,7 @@ enum ParameterId : std::uint8_t {
     ParameterUserBookOff = 15,
     ParameterPonderMovesOff = 16,  ///< OutputNextMove while pondering as the event mask has it
     ParameterPonderMovesOn = 17,   ///< or always
-    ParameterBothBooksOff = 18,    ///< moves of the first book that has some
+    ParameterBothBooksOff = 18,    ///< moves of the first book that has any
     ParameterBothBooksOn = 19,     ///< moves of both
     ParameterDatabasesOn = 20,
     ParameterDatabasesOff = 21,

@@ -2,7 +2,7 @@
 //
 // Order    castling, en passant, then the men of the piece list. Each entry goes to the front of
 //          its chain, so a chain reads in the reverse of generation order. Castling is laid down
-//          only when it is legal; every other move may leave the own king in check.
+//          only when it is legal; every other move may leave the mover in check.
 // Thread   the thread that works on the position.
 #pragma once
 

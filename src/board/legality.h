@@ -17,7 +17,7 @@ MoveList& GenerateLegal();
 /// The entry of the list that is the same move, null when there is none.
 MoveEntry* FindMove(const MoveList& legal, Move move);
 
-/// Sets kCheckMark and kMateMark in `to` of a move just made. Stalemate is not looked for.
+/// Sets kCheckMark and kMateMark in `to` of a move just made. Stalemate is not detected.
 void MarkGameMove(MoveEntry* entry);
 
 }  // namespace torval

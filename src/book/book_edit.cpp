@@ -13,7 +13,7 @@ constexpr int kLowestValue = -20000;
 struct StoredValue {
     std::int8_t score;
     std::uint8_t flags;
-    int base;      ///< added to the best value that is given back
+    int base;      ///< added to the best value that is returned
     int adjusted;  ///< the value less the base
 };
 
@@ -34,7 +34,7 @@ void CountGame(BookEntry* entry, GameResult result) {
     ++entry->games;
 }
 
-/// Takes bytes out of the buffered block; those behind move down and zeros follow.
+/// Takes bytes out of the buffered block; those after them move down and zeros follow.
 void CloseGap(BookFile* book, std::size_t offset, std::size_t count) {
     const auto block = book->Block();
     const auto rest = std::copy(block.begin() + static_cast<std::ptrdiff_t>(offset + count),
@@ -51,7 +51,7 @@ void OpenGap(BookFile* book, std::size_t offset, std::size_t count) {
                        block.end());
 }
 
-/// Writes a record behind the last one of the buffered block, and zeros behind it.
+/// Writes a record after the last one of the buffered block, and zeros after it.
 void AppendRecord(BookFile* book, std::span<const std::uint8_t> record) {
     const auto block = book->Block();
     const auto end = std::copy(
@@ -117,7 +117,7 @@ BookErrorCode AddPosition(BookFile* book, const BookEntry& entry) {
     return BookErrorCode::None;
 }
 
-/// Adds an entry behind the last one of a record of the buffered block.
+/// Adds an entry after the last one of a record of the buffered block.
 BookErrorCode AddEntry(BookFile* book, const RecordPlace& place, const BookEntry& entry) {
     constexpr std::size_t kLongestRecord = kRecordKeys + kMostEntries * kStatisticsEntrySize;
     const std::size_t entry_size = book->EntrySize();

@@ -202,9 +202,9 @@ bool BookFile::HoldsItsBlocks() const {
 BookResult<std::uint16_t> BookFile::StartBlock() {
     using Result = BookResult<std::uint16_t>;
     if (header_.BlockSize() < kBlockLinks) return Result::Failure(BookErrorCode::NoRoom);
-    // A block behind a gap would make a file as long as a damaged header says.
+    // A block after a gap would make a file as long as a damaged header says.
     if (!HoldsItsBlocks()) return Result::Failure(BookErrorCode::NoRoom);
-    // A header that an interrupted edit left behind may count fewer blocks than there are.
+    // A header that an interrupted edit has left may count fewer blocks than there are.
     const std::uint64_t number = BlocksInFile();
     if (number >= kMostBlocks) return Result::Failure(BookErrorCode::NoRoom);
     std::fill(buffer_.begin(), buffer_.end(), std::uint8_t{0});

@@ -41,7 +41,7 @@ struct [[nodiscard]] BookResult {
     bool HasFailed() const { return Failed(error); }
 };
 
-/// Where a record lies in the buffered block: from its keys up to `end`, behind its last entry.
+/// Where a record lies in the buffered block: from its keys up to `end`, after its last entry.
 struct RecordPlace {
     std::size_t begin;
     std::size_t end;
@@ -101,7 +101,7 @@ public:
     /// The record of the buffered block that starts at an offset; none at the end of the records.
     /// A record without a last entry reaches as far as whole entries do.
     std::optional<RecordPlace> RecordAt(std::size_t offset) const;
-    /// Bytes behind the last record of the buffered block.
+    /// Bytes after the last record of the buffered block.
     std::size_t FreeSpace() const;
     BookEntry EntryAt(std::size_t offset) const {
         return LoadEntry(&buffer_[offset], HasStatistics());
@@ -130,7 +130,7 @@ public:
 private:
     static constexpr int kNoBlock = -1;
 
-    /// The moves of the position on the board as they stand in the file.
+    /// The moves of the position on the board as they are in the file.
     BookResult<BookEntries> ReadEntries();
     std::size_t SlotOf(HashKey key) const { return PrimaryKey(key) & header_.Mask(); }
     BookErrorCode SeekBlock(std::uint16_t block);

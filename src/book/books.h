@@ -28,7 +28,7 @@ struct BookManager {
 
 extern BookManager& book_manager;
 
-/// The name of a book as it stands in the settings.
+/// The name of a book as it is in the settings.
 const char* BookName(BookIndex index);
 
 /// Opens the main book unless it is open, and the user book anew. A name without a directory is
@@ -50,7 +50,7 @@ void CollectBookMoves(const MoveList& legal, W_BOOKMOVES2* moves);
 /// The entry of a chain that a book's move stands for: the same squares and promotion.
 MoveEntry* FindBookMove(Link head, const BookEntry& stored);
 
-/// One use of the books: the lock, and the messages that go out once it is given back.
+/// One use of the books: the lock, and the messages that go out once it is released.
 class BookOperation {
 public:
     BookOperation() : lock_(book_manager.mutex) {}

@@ -16,7 +16,7 @@ inline constexpr std::int32_t kAllPlies = -1;
 /// Records the last `count` moves of the game in the positions that they were played from. `score`
 /// (-127 to 127) is White's view of the position on the board. In `flags` the bits 0xC0 add 1000 to
 /// it (0x40) or take 1000 away (0xC0), which excludes a last move of White's (0xC0) or Black's
-/// (0x40) from play; the bits 0x300 tell who won a game counted by a BX file: 1 White, 2 Black.
+/// (0x40) from play; the bits 0x300 say who won a game counted by a BX file: 1 White, 2 Black.
 /// StatusBadValue: no such book, or score; StatusComputerToMove; BookNotReadable: the book is
 /// closed; StatusBusy.
 std::int32_t AddBookMoves(std::int32_t id,

@@ -1,6 +1,6 @@
-// CChessEngine: the object a host creates. Every method checks, hands on and answers.
+// CChessEngine: the object a host creates. Every method checks, forwards and returns.
 //
-// The engine behind it is one for the process, whichever object speaks to it; a host creates one.
+// There is one engine for the process, whichever object is used to reach it; a host creates one.
 #pragma once
 
 #include "torval/engine.h"

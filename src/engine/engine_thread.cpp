@@ -40,7 +40,7 @@ EngineThreadState& State() {
     return *state;
 }
 
-/// Ends a command: no stop that came too late stays behind for the next one.
+/// Ends a command: no stop that came too late is left over for the next one.
 void ClearBusy() {
     AtRacePoint(RacePoint::SearchEnded);
     ClearFlags(FlagBusy | FlagAbort | FlagMoveNow);
@@ -108,7 +108,7 @@ void InitialiseOnce() {
     EngineThreadState& state = State();
     if (state.initialised) return;
     InitialiseDatabases();
-    // Without its books the engine plays on; a host that wants to know asks by SelectBook.
+    // Without its books the engine plays on; a host that wants to know calls SelectBook.
     (void)OpenBooks();
     InitialiseEngine();
     state.initialised = true;
@@ -153,7 +153,7 @@ HRESULT StartEngineThread(IUnknown* site) {
         created = state.thread.Create(
             [stream = std::move(state.marshalling_stream)] { ThreadProcedure(stream); });
     } catch (const std::bad_alloc&) {
-        // Answered below, as a thread that the system does not give.
+        // Reported below, like a thread that the system cannot provide.
     }
     if (!created) {
         WithdrawSite(state.ticket);
@@ -168,7 +168,7 @@ void StopEngineThread() {
     EngineThreadState& state = State();
     ReleaseThreadSite();
     if (!state.thread.Exists()) return;
-    // A callback that waits for this thread fails now, and the engine thread goes on to its end.
+    // A callback that waits for this thread fails now, and the engine thread runs to its end.
     WithdrawSite(state.ticket);
     state.ticket = 0;
     (void)StopComputing(true);
@@ -177,8 +177,8 @@ void StopEngineThread() {
     while (state.thread.WaitForEndOrInput(kPatienceMs) == WaitResult::Input) {
         told_to_quit |= PumpMessages();
     }
-    // A command that the thread did not live to take up is not computing: the next thread could
-    // never be stopped otherwise.
+    // A command that the thread ended before taking up is not computing: otherwise the next thread
+    // could never be stopped.
     if (state.thread.HasEnded() && state.ordered.exchange(false)) {
         ClearFlags(FlagBusy | FlagAbort | FlagMoveNow);
     }
@@ -202,7 +202,7 @@ HRESULT StopComputing(bool wait) {
     const std::uint32_t start = TickCount();
     while (AnyFlag(FlagBusy)) {
         if (TickCount() - start >= kPatienceMs) return E_FAIL;
-        // Nobody is left to end a command that a dead thread was given.
+        // Nothing is left to end a command that was posted to a thread that has ended.
         if (state.ordered && state.thread.HasEnded()) return E_FAIL;
         Message message;
         while (PeekMessage(&message, false) && message.window != 0) {

@@ -1,4 +1,5 @@
-// The engine's own thread: started with the host's site, fed by thread messages, stopped politely.
+// The engine's own thread: started with the host's site, driven by thread messages, asked to stop
+// and then joined.
 //
 // Owner    engine_thread.cpp. One thread for the whole engine.
 // Range    FlagBusy is set by whoever posts a compute or ponder message and cleared by the thread
@@ -16,12 +17,12 @@ namespace torval {
 inline constexpr std::uint32_t kMessageCompute = 1124;
 inline constexpr std::uint32_t kMessagePonder = 1125;
 
-/// Gives the site to a new engine thread, initialising the engine the first time in the process.
-/// S_FALSE: the calling thread has a site already. RPC_E_WRONG_THREAD: another thread has started the
-/// engine and not stopped it. Failures of the site or of marshalling.
+/// Passes the site to a new engine thread, initialising the engine the first time in the process.
+/// S_FALSE: the calling thread already has a site. RPC_E_WRONG_THREAD: another thread has started
+/// the engine and not stopped it. Failures of the site or of marshalling.
 HRESULT StartEngineThread(IUnknown* site);
 
-/// Takes the site back, stops a computation and waits up to five seconds for the thread to end,
+/// Withdraws the site, stops a computation and waits up to five seconds for the thread to end,
 /// dispatching the calling thread's messages meanwhile. At once when there is no thread.
 void StopEngineThread();
 

@@ -16,7 +16,7 @@ namespace torval {
 /// What reaches the host, EventMaskBit; relaxed, read alone.
 extern std::atomic<std::uint32_t> event_mask;
 
-/// The game position that a host reads at any time.
+/// The game position, which a host may read at any time.
 extern Published<CHSBRD> PositionSnapshot;
 
 void RefreshPositionSnapshot();
@@ -25,13 +25,13 @@ void RefreshPositionSnapshot();
 IChessEngineSite* ThreadSite();
 /// Puts a site that carries a reference into the calling thread's slot.
 void SetThreadSite(IChessEngineSite* site);
-/// Empties the slot and gives the reference back.
+/// Empties the slot and releases the reference.
 void ReleaseThreadSite();
 
-/// Points the notification sink here, for as long as nobody else takes it.
+/// Points the notification sink here, until other code replaces it.
 void InstallNotifications();
 
-/// Sends a final result, whatever the mask.
+/// Sends a final result, regardless of the mask.
 void SendFinalLine(MAINVAR line);
 
 /// Announces that the engine thread runs.

@@ -88,7 +88,7 @@ void SetThompsonPath(std::span<const std::uint8_t> text) {
     WriteSettingText(ThompsonPath, path.substr(0, path.find('\0')));
 }
 
-/// Six letters that a host would like in its move texts; the engine writes none.
+/// Six letters that a host would like in its move texts; the engine writes no such texts.
 std::array<std::uint8_t, 6> piece_letters;
 
 void Apply(std::span<const std::uint8_t> entry, bool initialised) {

@@ -64,7 +64,7 @@ struct EvalTerms {
     int positional;   ///< White's view, before the margin limits it
 };
 
-/// Evaluates fully and tells the terms; LastPositionalScore is left as by Evaluate.
+/// Evaluates fully and reports the terms; LastPositionalScore is left as by Evaluate.
 EvalTerms ExplainEvaluation();
 
 }  // namespace torval

@@ -55,7 +55,7 @@ void ForgetGame() {
     ReleaseLegalMoves();
 }
 
-/// What they share behind it.
+/// What they share after it.
 void BeginGame() {
     ResetClocks();
     SetUpEvaluation();

@@ -2,7 +2,7 @@
 //
 // A page builds a dialog from a table of control descriptions, fills it and reads it back; the host
 // changes it through the page. Each change, whoever makes it, is reported to the change handler, so
-// that a page that fills its own controls must know that it does.
+// a page must recognise the changes that it makes itself while filling its controls.
 //
 // Owner    one page; a host sees copies and texts only.
 // Range    numbers other than 0 are unique; at most one radio button of a group is checked;
@@ -43,7 +43,7 @@ struct Control {
     const std::string& ShownText() const;
 };
 
-/// Told of each change after it was made. The dialog may be gone when it returns.
+/// Called after each change. The dialog may have been destroyed when it returns.
 class ChangeHandler {
 public:
     virtual void OnChange(std::uint32_t number) = 0;
@@ -57,13 +57,13 @@ public:
     Dialog(std::span<const ControlDescription> descriptions, ChangeHandler* handler);
 
     std::span<const Control> controls() const { return controls_; }
-    /// Null: there is none of this number and kind.
+    /// Null when there is no control of this number and kind.
     const Control* Find(std::uint32_t number, ControlKind kind) const;
 
-    /// Changes an edit, whatever its limit: that binds the user, not the page.
+    /// Changes an edit, regardless of its limit, which applies to the user and not to the page.
     void SetText(std::uint32_t number, std::string_view text);
     void SetInteger(std::uint32_t number, std::uint32_t value);
-    /// The text of an edit as an unsigned decimal number, after blanks; empty when it is none.
+    /// The text of an edit as an unsigned decimal number, after blanks; empty when it is not one.
     std::optional<std::uint32_t> Integer(std::uint32_t number) const;
 
     void SetChecked(std::uint32_t number, bool checked);
@@ -74,7 +74,7 @@ public:
 
     void AddItem(std::uint32_t number, std::string_view text);
     void Select(std::uint32_t number, std::int32_t index);
-    /// Selects the item of this very text, or nothing.
+    /// Selects the item with exactly this text, or nothing.
     void SelectItem(std::uint32_t number, std::string_view text);
 
 private:

@@ -15,7 +15,7 @@ private:
     bool Changed(std::uint32_t number) override;
 
     /// The databases are to be initialised again after each apply, until the controls are filled
-    /// anew.
+    /// again.
     bool databases_marked_ = false;
 };
 

@@ -20,7 +20,7 @@ HRESULT PropertyPage::SetLanguage(Language language) {
 }
 
 HRESULT PropertyPage::SetPageSite(IPropertyPageSite* site) {
-    // The old site's last reference may be the page's own; it goes when the page is done with it.
+    // The page may hold the old site's last reference; released once the page is done with it.
     const Ref<IPropertyPageSite> old = std::move(site_);
     site_ = Ref<IPropertyPageSite>(site);
     return S_OK;

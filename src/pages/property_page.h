@@ -1,7 +1,7 @@
 // What both settings pages share: the life of a page, and the way between its host and its dialog.
 //
-// A page says which texts it has, how it fills its controls, what it takes from them and which
-// changes make it dirty.
+// A page defines its texts, how it fills its controls, what it takes from them and which changes
+// make it dirty.
 //
 // Thread   that of the host that created the page.
 // Errors   as IPropertyPage says. A refused call has changed nothing.
@@ -40,7 +40,7 @@ protected:
 
     /// Shows the settings.
     virtual void Fill(Dialog* dialog) = 0;
-    /// Takes the controls into the settings.
+    /// Applies the controls to the settings.
     virtual void Take(const Dialog& dialog) = 0;
     /// A control was changed from outside. True when that makes the page dirty.
     virtual bool Changed(std::uint32_t number) = 0;

@@ -16,7 +16,7 @@ namespace torval {
 
 namespace {
 
-/// Queues by thread, for those who post.
+/// Queues by thread, for posting.
 struct Registry {
     std::mutex mutex;
     std::map<ThreadId, std::shared_ptr<MessageQueue>> queues;
@@ -58,7 +58,7 @@ void WindowCall::Run(std::uint64_t number) {
 
 void WindowCall::Fail(HRESULT result) {
     const std::lock_guard lock(mutex_);
-    // Also while it runs: the callback itself may have ended what it was called through.
+    // Also while it runs: the callback itself may have ended the channel it was called through.
     if (state_ == State::Done) return;
     state_ = State::Done;
     result_ = result;
@@ -157,7 +157,7 @@ bool MessageQueue::Peek(Message* message, bool remove) {
             front = messages_.front();
         }
     }
-    // Without the lock: what the caller's record held may be the last of a call, which needs it.
+    // Without the lock: the caller's record may have held a call's last reference, whose end locks.
     *message = std::move(front);
     return true;
 }

@@ -11,8 +11,8 @@
 
 namespace torval {
 
-/// Does the work of a public method and returns its answer. E_OUTOFMEMORY: the memory for it cannot
-/// be had; E_FAIL: something else was thrown.
+/// Does the work of a public method and returns its result. E_OUTOFMEMORY: there is not enough
+/// memory for it; E_FAIL: something else was thrown.
 template <typename Work>
 HRESULT AtBoundary(Work&& work) noexcept {
     try {

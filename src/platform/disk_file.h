@@ -1,6 +1,6 @@
-// A file that is read, or read and written in place, each step answering whether it worked.
+// A file that is read, or read and written in place, each step returning whether it worked.
 //
-// Buffering  none: what Write has accepted the system holds.
+// Buffering  none: what Write has accepted has reached the operating system.
 // Thread     one at a time.
 // Errors     false, or a short count; the file stays open and the next step starts afresh.
 #pragma once
@@ -16,7 +16,7 @@ namespace torval {
 
 enum class DiskStep { Open, Seek, Read, Write, Flush };
 
-/// Tests make a step fail by answering true; null otherwise.
+/// Tests make a step fail by returning true; null otherwise.
 extern bool (*disk_step_fails)(DiskStep step);
 
 enum class DiskAccess { ReadAndWrite, ReadOnly };
@@ -28,13 +28,13 @@ public:
     void Close() { file_.reset(); }
     bool IsOpen() const { return file_ != nullptr; }
 
-    /// Bytes in the file; 0 when that cannot be told.
+    /// Bytes in the file; 0 when unknown.
     std::uint64_t Size() const;
 
     bool Seek(std::uint64_t position);
     /// How many bytes were read; fewer than asked for at the end of the file.
     std::size_t Read(std::span<std::uint8_t> bytes);
-    /// Whether the last Read was short for another reason than the end of the file.
+    /// Whether the last Read was short for a reason other than the end of the file.
     bool ReadFailed() const { return read_failed_; }
     bool Write(std::span<const std::uint8_t> bytes);
     bool Flush();

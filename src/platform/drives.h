@@ -17,7 +17,7 @@ struct DriveSource {
     bool (*is_ready)(char letter);
 };
 
-/// What is true of this machine.
+/// The drives of this machine.
 extern const DriveSource kSystemDrives;
 
 /// The source in use; tests put one of their own here.

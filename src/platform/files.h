@@ -1,6 +1,6 @@
-// Where the component and its host lie on disk, and how names of files are put together.
+// Where the component and its host are on disk, and how file names are put together.
 //
-// Separators  A directory ends at a slash or a backslash: hosts hand over names with either, and
+// Separators  A directory ends at a slash or a backslash: hosts pass names with either, and
 //             NativeName leaves slashes only before a file is looked for. A file or directory whose
 //             own name holds a backslash can therefore not be reached.
 // Drives      This platform has no drive letters: every directory is reached by its path. DriveMask
@@ -42,7 +42,7 @@ std::vector<std::string> SplitDirectories(std::string_view list);
 /// The name within the directory; the name alone in the current one, which is the empty name.
 std::string JoinName(std::string_view directory, std::string_view name);
 
-/// The first directory that holds a readable file of this name gives the answer: its full name.
+/// The full name of the file in the first directory that holds a readable one of this name.
 std::optional<std::string> FindFile(std::span<const std::string> directories,
                                     std::string_view name);
 

@@ -49,7 +49,7 @@ struct NumberedMessage {
     SentText text;
 };
 
-/// A callback with what it hands over.
+/// A callback with its arguments.
 using Callback = std::variant<std::monostate,
                               W_BOARD,
                               NextMove,
@@ -81,8 +81,8 @@ struct Delivery {
 
 class SiteProxy;
 
-/// A lent site with the apartment it belongs to. All that a call needs is here from the beginning:
-/// no callback is lost because there is no memory.
+/// A lent site with the apartment it belongs to. All that a call needs is allocated in advance: no
+/// callback is lost for want of memory.
 class Loan final : public WindowCall, public std::enable_shared_from_this<Loan> {
 public:
     Loan(SiteTicket ticket, IChessEngineSite* site, std::shared_ptr<MessageQueue> queue)
@@ -91,7 +91,7 @@ public:
     }
     ~Loan() override { queue_->ReleaseCallPlace(); }
 
-    /// Makes the proxy that the first who asks is given.
+    /// Makes the proxy that the first request receives.
     bool PrepareProxy();
     /// Null when there is no memory for another one.
     IChessEngineSite* TakeProxy();
@@ -113,7 +113,7 @@ private:
     Ref<IChessEngineSite> site_;  ///< read and released on the site's thread only
     Ref<IChessEngineSite> proxy_;
     std::shared_ptr<MessageQueue> queue_;
-    Callback callback_;  ///< stays while it is made, even when its caller has been released
+    Callback callback_;  ///< valid while it is made, even when its caller has been released
     bool ended_ = false;
 };
 

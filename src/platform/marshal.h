@@ -5,10 +5,10 @@
 // call on the proxy becomes a window-addressed message to the lender's apartment and waits until
 // that apartment dispatches it, so that the site is only ever called on its own thread.
 //
-// Lifetime  the reference is given back on the lender's thread: when it withdraws the site, or when
+// Lifetime  the reference is released on the lender's thread: when it withdraws the site, or when
 //           its apartment ends, whichever comes first. The proxy may outlive both.
 // Errors    a call on a withdrawn site or to an apartment that has ended fails at once with
-//           RPC_E_DISCONNECTED, also one that is waiting already.
+//           RPC_E_DISCONNECTED, as does one that is already waiting.
 // Thread    as each function says.
 #pragma once
 
@@ -21,7 +21,7 @@ namespace torval {
 /// Names a lent site; 0 none.
 using SiteTicket = std::uint64_t;
 
-/// On the site's thread, inside an apartment: a stream at whose start a ticket stands.
+/// On the site's thread, inside an apartment: a stream that begins with a ticket.
 /// CO_E_NOTINITIALIZED outside an apartment, E_OUTOFMEMORY.
 HRESULT MarshalSite(IChessEngineSite* site, IStream** stream, SiteTicket* ticket);
 
@@ -29,7 +29,7 @@ HRESULT MarshalSite(IChessEngineSite* site, IStream** stream, SiteTicket* ticket
 /// RPC_E_DISCONNECTED when it has been withdrawn, E_INVALIDARG when the stream holds no ticket.
 HRESULT UnmarshalSite(IStream* stream, IChessEngineSite** proxy);
 
-/// On the site's thread: fails calls that wait, lets no new one through, gives the reference back.
+/// On the site's thread: fails waiting calls, lets no new one through, and releases the reference.
 void WithdrawSite(SiteTicket ticket);
 
 }  // namespace torval

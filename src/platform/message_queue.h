@@ -1,7 +1,7 @@
 // The queue behind an apartment, and calls from other threads that pass through it.
 //
 // Lifetime  a queue is shared: its thread holds it from EnterApartment to LeaveApartment, others as
-//           long as they may still post. Once ended it takes nothing and every call in it has failed.
+//           long as they may still post. Once ended it accepts nothing; its calls have failed.
 // Memory    Post needs some and throws std::bad_alloc without it; what keeps the two threads together
 //           needs none: a call has its place reserved beforehand, and a quit message is a mark.
 // Thread    all functions but Get and Peek may be called from any thread.
@@ -33,9 +33,9 @@ public:
     std::uint64_t Begin();
     /// Runs the call, on the thread it was sent to, unless it has run or failed meanwhile.
     void Run(std::uint64_t number);
-    /// Releases a caller that still waits, with this answer.
+    /// Releases a caller that still waits, with this result.
     void Fail(HRESULT result);
-    /// Waits for the answer.
+    /// Waits for the result.
     HRESULT Wait();
 
     /// The apartment that the calls are sent to ends, on its own thread.
@@ -77,7 +77,7 @@ public:
     /// The next message, waiting for one.
     Message Get();
     bool Peek(Message* message, bool remove);
-    /// Waits until a message is pending or `stop` holds. False when the time is up first.
+    /// Waits until a message is pending or `stop` holds. False when the time runs out first.
     bool WaitUntil(std::uint32_t timeout_ms, const std::function<bool()>& stop);
     /// Wakes a thread in WaitUntil, so that it looks at its condition again.
     void Wake();

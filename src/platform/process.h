@@ -8,7 +8,7 @@ namespace torval {
 /// Ends the process with this exit status; does not return. Tests put a function here that throws.
 extern void (*end_process)(int status);
 
-/// Bytes of memory that the machine has; 2^32 where that is not known.
+/// The machine's memory in bytes; 2^32 where that is not known.
 std::uint64_t MemoryOfMachine();
 
 }  // namespace torval

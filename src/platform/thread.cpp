@@ -20,8 +20,8 @@ using SystemThread = long;
 
 SystemThread OwnSystemThread() { return syscall(SYS_gettid); }
 
-/// Whether a priority that was lowered can be raised again. Where it cannot, it stays as it is: a
-/// thread that is slow for ever helps nobody.
+/// Whether a priority that was lowered can be raised again. Where it cannot, it stays as it is,
+/// so that no thread remains slow for good.
 bool MayRaise() {
     constexpr rlim_t kNormalNiceness = 20;
     rlimit limit{};
@@ -36,7 +36,7 @@ void SetNiceness(SystemThread thread, Priority priority) {
         DebugLogOnce("thread priorities stay as they are: they could not be raised again");
         return;
     }
-    // Counted from what the process was started with: one that was told to be modest stays so.
+    // Relative to the niceness the process was started with, so that a lower priority is kept.
     static const int normal = getpriority(PRIO_PROCESS, 0);
     const int niceness = normal - static_cast<int>(priority) * kPerStep;
     if (setpriority(PRIO_PROCESS, static_cast<id_t>(thread), niceness) != 0) {
@@ -52,7 +52,7 @@ struct Thread::Shared {
     ThreadId id = 0;
     SystemThread system_thread = 0;
     std::shared_ptr<MessageQueue> queue;
-    bool failed = false;  ///< there was no memory for its apartment
+    bool failed = false;  ///< there was not enough memory for its apartment
     bool ended = false;
     std::shared_ptr<MessageQueue> waiter;  ///< whose thread waits for the end
 };
@@ -74,7 +74,7 @@ bool Thread::Create(std::function<void()> procedure) {
             shared->changed.notify_all();
             if (!entered) return;
             run();
-            // What the procedure holds ends with the thread, not after it.
+            // What the procedure holds is destroyed with the thread, not after it.
             run = nullptr;
             LeaveApartment();
             std::shared_ptr<MessageQueue> waiter;

@@ -1,4 +1,4 @@
-// Threads with priorities, and waiting for one to end while the own queue stays alive.
+// Threads with priorities, and waiting for one to end while the caller's own queue is still served.
 //
 // Thread   a handle is used by the thread that created it. SetPriority is best effort: where the
 //          system refuses, that is written to the debug log once and is no error.
@@ -28,7 +28,7 @@ public:
     Thread& operator=(const Thread&) = delete;
 
     /// Starts a thread that enters an apartment of its own and runs the procedure; its queue takes
-    /// messages from now on. False: the system has no thread, or not the memory for one.
+    /// messages from now on. False: the system cannot provide a thread, or the memory for one.
     bool Create(std::function<void()> procedure);
 
     /// Forgets the thread, which goes on if it has not ended.

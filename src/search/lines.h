@@ -47,7 +47,7 @@ void ClearLines();
 void ClearRootLineStore();
 
 /// Remembers the line below a root move: in its slot, else in the first free one, else nowhere.
-/// `line` starts behind the root move and ends with an empty move.
+/// `line` starts after the root move and ends with an empty move.
 void StoreRootLine(Move root_move, const Move* line);
 
 /// Row 0 becomes the stored line that begins with the move; its entry 0 is empty when none is.

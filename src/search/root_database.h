@@ -12,7 +12,7 @@ namespace torval {
 
 /// How many moves were chosen, 0 for none. They then stand at the front of the list in random order,
 /// and the line of the first one is the current principal variation. The host hears of every move and
-/// every better line, at depth 99. Message 20 tells which volumes are wanted but not there, message 22
+/// every better line, at depth 99. Message 20 says which volumes are wanted but not there, message 22
 /// that no move was chosen.
 int RootDatabaseProbe(MoveList* list);
 

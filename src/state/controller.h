@@ -1,4 +1,4 @@
-// What a computation keeps while it runs and leaves behind: depth, line, counters, time budget.
+// What a computation keeps while it runs and leaves at its end: depth, line, counters, time budget.
 //
 // Owner    controller.cpp. One record for the whole engine.
 // Writers  the computing thread; the game controller between computations (principal variation).

@@ -1,4 +1,4 @@
-// A score with what is known about it; the shape of every search result.
+// A score with what is known about it; the form of every search result.
 //
 // Thread   plain data.
 #pragma once

@@ -3,7 +3,7 @@
 // Owner    flags.cpp. Changed by atomic or/and only, so no bit of the other thread is ever lost.
 // Range    FlagHostToMove and FlagEngineToMove are never both set.
 // Thread   any. The search polls relaxed: a stop seen a few nodes late is still a stop. Whoever sees
-//          FlagBusy end (acquire) also sees what the computation left behind (release).
+//          FlagBusy end (acquire) also sees the computation's results (release).
 #pragma once
 
 #include <atomic>
@@ -16,7 +16,7 @@ enum EngineFlag : std::uint16_t {
     FlagEngineToMove = 2,  ///< a game is running and the engine computes the move
     FlagBusy = 4,          ///< a computation is running or about to run
     FlagAbort = 32,        ///< stop without a result
-    FlagMoveNow = 64,      ///< stop and give the best move found so far
+    FlagMoveNow = 64,      ///< stop and return the best move found so far
 };
 
 extern std::atomic<std::uint16_t> EngineFlags;

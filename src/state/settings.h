@@ -32,7 +32,7 @@ void WriteSetting(T* field, T value) {
 
 /// A depth, ply or margin of the search. A stream or a page may hold any 32 bits; the search takes
 /// them as a signed number within this range, so that no sum with scores and depths overflows.
-/// Every score and every depth lies far inside it, so what is cut off makes no difference.
+/// Every score and every depth is far inside it, so the clamping makes no difference.
 inline constexpr std::int32_t kSearchSettingLimit = 1'000'000;
 
 inline std::int32_t SearchSetting(const std::uint32_t& field) {
@@ -47,7 +47,7 @@ inline std::int32_t SearchReduction(const std::uint32_t& field) {
 }
 
 /// A zero-terminated text, read and written while the other thread may do the same: a reader finds a
-/// text that ends within the field, perhaps of new and old characters. A longer one is cut.
+/// text that ends within the field, perhaps a mix of new and old characters. A longer one is cut.
 std::string ReadSettingText(std::span<const char> field);
 void WriteSettingText(std::span<char> field, std::string_view text);
 

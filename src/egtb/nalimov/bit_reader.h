@@ -3,7 +3,7 @@
 // Method   a 64-bit word holds the next bits at its top. Refill fills it up to at least 56, which is
 //          more than any symbol with its further bits takes (31 + 17), so a decoder refills once
 //          and then takes without asking.
-// Errors   behind the last byte the reader supplies zeros and remembers how many; Overran tells
+// Errors   after the last byte the reader supplies zeros and counts them; Overran reports
 //          whether one of them was taken. Whoever reads checks it once, at the end.
 // Thread   one at a time; the input is not changed.
 #pragma once
@@ -83,7 +83,7 @@ private:
     const std::uint8_t* end_;
     std::uint64_t buffer_ = 0;
     int count_ = 0;              // bits in the buffer, 0 to 63
-    std::int64_t supplied_ = 0;  // zero bits supplied behind the end, taken or not
+    std::int64_t supplied_ = 0;  // zero bits supplied past the end, taken or not
 };
 
 }  // namespace torval

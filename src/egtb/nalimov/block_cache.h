@@ -32,7 +32,7 @@ struct BlockCache {
     std::byte* area = nullptr;
     std::uint32_t slots = 0;
     std::uint32_t used = 0;    ///< slots 1 to used have been taken since the reset
-    std::uint32_t free = 0;    ///< the first of those that were given back
+    std::uint32_t free = 0;    ///< the first of those that were released
     std::uint32_t newest = 0;  ///< most recently used
     std::uint32_t oldest = 0;
 };
@@ -47,7 +47,7 @@ bool InitBlockCache(std::byte* area, std::uint64_t size);
 void ResetBlockCache();
 
 /// Byte `offset` (0 to 8191) of a block, -128 to 127, from the cache or from the file of that side;
-/// kUnknownValue when it cannot be read or lies behind the file's end. A file that cannot be opened
+/// kUnknownValue when it cannot be read or is past the file's end. A file that cannot be opened
 /// or read is forgotten: its name becomes empty.
 int ReadTablebaseByte(int class_id, int side, std::uint32_t block, std::uint32_t offset);
 

@@ -7,9 +7,9 @@
 //          king at contact (for an attacker without men the defender's pawns over all squares);
 //          the defender's men follow as digits over the squares that are left. Identical men are
 //          numbered as combinations. Positions in which a pawn can be taken en passant form a
-//          range of their own behind all others.
+//          range of their own after all others.
 // Owner    numbering.cpp. BuildIndexTables fills the tables once; they are constant afterwards.
-// Thread   any, behind BuildIndexTables.
+// Thread   any thread, after BuildIndexTables.
 #pragma once
 
 #include <array>

@@ -1,9 +1,9 @@
 // How many entries each class file holds.
 //
-// Rule     a file stops behind its last index that belongs to a legal position, one in which the
+// Rule     a file stops after its last index that belongs to a legal position, one in which the
 //          side not to move is not in check. The lengths are facts about chess and the numbering,
 //          computed once and kept as a table.
-// Thread   constant data and pure functions; any thread, behind BuildIndexTables.
+// Thread   constant data and pure functions; any thread, after BuildIndexTables.
 #pragma once
 
 #include <array>

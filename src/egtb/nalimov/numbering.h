@@ -2,7 +2,7 @@
 //
 // Owner    numbering.cpp. BuildIndexTables fills them; constant afterwards.
 // Range    squares 0 to 63, a1 first. Places are counted from 0.
-// Thread   any, behind BuildIndexTables.
+// Thread   any thread, after BuildIndexTables.
 #pragma once
 
 #include <array>

@@ -20,7 +20,7 @@ void SetOfRank(std::uint32_t rank, std::span<unsigned> places) {
     }
 }
 
-/// The square with so many squares below it that are not in the set.
+/// The square with `number` squares below it that are not in the set.
 std::optional<unsigned> FreeSquare(std::uint64_t taken,
                                    unsigned number,
                                    unsigned first,

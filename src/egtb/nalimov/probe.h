@@ -55,7 +55,7 @@ EvalResult ToEngineScore(TablebaseValue value, int ply);
 
 namespace tablebase_entry {
 
-/// Whether the index lies behind the file's last entry.
+/// Whether the index is past the file's last entry.
 bool IsBehindEnd(int class_id, int file_side, std::uint64_t index);
 bool HasWideEntries(int class_id);
 /// Places of three pawns whose entries are wrong in the files that exist: Black is mated in 127.

@@ -16,7 +16,7 @@ std::uint32_t NumberAt(const std::uint8_t* at) {
            std::uint32_t{at[3]};
 }
 
-/// The numbers of a header, none of them behind the end of the file.
+/// The numbers of a header, none of them past the end of the file.
 class NumberReader {
 public:
     explicit NumberReader(DiskFile* file) : file_(*file), left_(file->Size()) {}
@@ -65,7 +65,7 @@ public:
         if (good_) Fill();
     }
 
-    /// 0 or 1, or -1 behind the end of the file.
+    /// 0 or 1, or -1 past the end of the file.
     int Take() {
         if (next_ == end_) {
             next_ = 0;

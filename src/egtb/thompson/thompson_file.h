@@ -2,11 +2,12 @@
 //
 // Shape    big-endian 32-bit numbers: K, m, the m common values, the lengths and entries of the
 //          trees B and C, the positions of a block, the number of blocks, and the bit at which each
-//          block begins behind the header; then the blocks, the most significant bit of a byte first.
+//          block begins after the header; then the blocks, most significant bit of a byte first.
 //          A leaf of tree B is K digits in base m + 1, the highest first; a digit below m is a
 //          common value, the digit m a value that follows by tree C.
 // Errors   a file that cannot be opened or whose header is damaged stays closed; a value that cannot
-//          be read is none. Damaged data is never followed outside the buffers or for ever.
+//          be read is absent. Damaged data causes neither an access outside the buffers nor an
+//          endless loop.
 // Thread   one at a time.
 #pragma once
 
