@@ -66,7 +66,7 @@ bool HasLongCodes(const Bytes& file) {
            });
 }
 
-TEST(Container, FilesOfAnotherCompressorAreReadAndPackedNoWorse) {
+TEST(Container, FilesOfTheSecondCompressorAreReadAndPackedNoWorse) {
     struct Case {
         const char* name;
         std::size_t size;
@@ -107,7 +107,7 @@ void AppendBits(Bytes& bytes, std::string bits) {
 const Bytes kHandData = {5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 0xFE, 5};
 constexpr std::size_t kHandLengthsAt = 0x83;
 
-/// The file of one block that the document shows byte by byte.
+/// The file of one block that docs/formats/tablebase.md shows byte by byte.
 Bytes HandMade() {
     std::ifstream page(TORVAL_TEST_DATA "/../../docs/formats/tablebase.md");
     Bytes dump;

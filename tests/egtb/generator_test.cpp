@@ -1,4 +1,5 @@
-// Tables made from the rules, against files and values made independently, and against known mates.
+// Tables made from the rules, against files and values that a second implementation made for this
+// project, and against known mates.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -152,7 +153,7 @@ void ExpectMatesOfPlainSearch(const TableSet& tables, int id, int count, int dep
     }
 }
 
-TEST(Generator, ThreeMenEqualOtherMakersFiles) {
+TEST(Generator, ThreeMenEqualTheReferenceFiles) {
     const TableSet& tables = ThreeMen();
     const auto expect_equal = [&](const char* name, std::size_t side, const char* file) {
         const auto expected = ReadEntries(file);

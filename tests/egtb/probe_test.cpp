@@ -112,7 +112,8 @@ TEST_F(ProbeTest, ScoresCountThePliesToMate) {
     }
 }
 
-/// Values made by another program; half of the rows have the lone king's colours exchanged.
+/// Values made for this project by a second implementation; half of the rows have the lone king's
+/// colours exchanged.
 TEST_F(ProbeTest, GivesTheValuesOfAllThreeMenClasses) {
     int rows = 0;
     for (const auto& [fen, value] : ListedValues()) {

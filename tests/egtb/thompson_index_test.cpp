@@ -1,4 +1,5 @@
-// The numbering of Thompson databases: against an independent implementation and by its symmetries.
+// The numbering of Thompson databases: against a second implementation made for this project, and
+// by its symmetries.
 
 #include "egtb/thompson/thompson_index.h"
 
