@@ -4,7 +4,7 @@
 //          engine computes.
 // Range    positions without castling; classes of up to five men are read fully, wide ones too.
 // Errors   kUnknownValue where no file answers.
-// Thread   one at a time. Behind BuildIndexTables.
+// Thread   one at a time. After BuildIndexTables.
 #pragma once
 
 #include <functional>

@@ -2,7 +2,7 @@
 //
 // Range    classes of up to five men; those of six are too large for this.
 // Errors   InputError for a file that is missing, damaged or of another kind, naming it.
-// Thread   any; no shared state. Behind BuildIndexTables.
+// Thread   any thread, after BuildIndexTables; no shared state.
 #pragma once
 
 #include <cstdint>
