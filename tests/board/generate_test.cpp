@@ -49,8 +49,8 @@ TEST_F(GenerateMovesTest, TakesDirectionsInTableOrder) {
             for (const std::string& text : GenerationOrder(GenerateMoves())) {
                 if (text.substr(0, 2) == (white ? "d4" : "d5")) from_centre.push_back(text);
             }
-            // Directions are those of the board, not of the side: only the knight has an order of
-            // its own.
+            // Directions are those of the board, not of the side. Only the knight has no men around
+            // it.
             Texts expected;
             for (const std::string& to : Words(row.nearest)) {
                 const char rank = white ? to[1] : static_cast<char>(to[1] + 1);
