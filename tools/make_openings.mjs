@@ -189,7 +189,7 @@ function bound(board, goal) {
     return need;
 }
 
-/// Moves left to each side beyond what it needs, of so many plies; negative: too few.
+/// Moves left to each side beyond what it needs, out of `plies`; negative: too few.
 function spare(from, goal, plies) {
     const [white, black] = bound(from.board, goal.board);
     const mine = (plies + 1) >> 1;

@@ -212,7 +212,7 @@ TEST_F(RaceTest, AHostThatNeverDispatches) {
     ExpectItWorks();
 }
 
-/// The engine's thread gets a quit message that nobody should have sent.
+/// The engine's thread gets an unexpected quit message.
 TEST_F(RaceTest, AThreadThatDied) {
     PutLevel(0, 3);
     const auto die = std::make_shared<Once>(
