@@ -1,7 +1,7 @@
 // How fast opening books are read and made.
 //
 // The games are random walks in which a few moves of each position are played most, so that lines
-// meet as those of real games do: most of the first moves are shared, later ones hardly any.
+// meet as they do in real games: most of the first moves are shared, later ones hardly any.
 
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
@@ -37,7 +37,7 @@ public:
         ClearGameRecord();
     }
 
-    /// Plays one move; none when there is none.
+    /// Plays one move, if there is one.
     Move Step(std::mt19937* random) {
         const MoveList& legal = GenerateLegal();
         Move move = {};
@@ -131,7 +131,7 @@ BENCHMARK(MakeBook)
     ->Args({100000, 1})
     ->Unit(benchmark::kMillisecond);
 
-/// A book in the hands of a reader, and positions that it holds.
+/// An open book, and positions that it holds.
 struct OpenedBook {
     BookFile book;
     std::vector<HashKey> keys;

@@ -1,4 +1,4 @@
-// How fast the engine's parts are. Each benchmark first shows that it did the same work as ever.
+// How fast the engine's parts are. Each benchmark first checks that it did the same work as always.
 
 #include <benchmark/benchmark.h>
 

@@ -30,7 +30,7 @@ constexpr unsigned kSeed = 20261123;
 constexpr std::uint32_t kLongestWaitMs = 250;
 constexpr std::uint16_t kInfiniteMode = 6;
 
-/// Openings as moves from the start; the search begins behind them.
+/// Openings as moves from the start; the search begins after them.
 constexpr std::array<std::array<std::string_view, 6>, 4> kOpenings = {{
     {"e2e4", "e7e5", "g1f3", "b8c6", "f1b5", "a7a6"},
     {"d2d4", "d7d5", "c2c4", "e7e6", "b1c3", "g8f6"},
@@ -77,7 +77,7 @@ public:
         engine->QueryInterface(IID_IPersistStreamInit, settings.ReceiveVoid());
         settings->InitNew();
         *site.Receive() = MakeObject<QuietSite>();
-        // Lines and root moves, as a host that shows them has it.
+        // Lines and root moves, as a host that shows them asks for.
         engine->put_EventMask(EventMainVar | EventNextMove);
         engine->Start(site.Get());
         LEVEL level{};
@@ -116,7 +116,7 @@ public:
     Ref<QuietSite> site;
 };
 
-/// Ends a search and answers whether its final record is as it should be.
+/// Ends a search and returns whether its final record is as expected.
 using EndSearch = bool (*)(Host* host);
 
 void MeasureEnd(benchmark::State& state, EndSearch end) {
@@ -130,7 +130,7 @@ void MeasureEnd(benchmark::State& state, EndSearch end) {
             state.SkipWithError("the search does not begin");
             break;
         }
-        // The final record of the search before may still be on its way until this one begins.
+        // The final record of the previous search may still arrive until this one begins.
         host.site->root_moves = 0;
         while (host.site->root_moves == 0) host.PumpFor(1);
         host.site->finals = 0;
@@ -155,7 +155,7 @@ void MeasureEnd(benchmark::State& state, EndSearch end) {
     state.counters["longest_ms"] = at(1);
 }
 
-/// The call itself: when it is back, nothing computes any more.
+/// The call itself: when it returns, no computation is running.
 void StopComputing(benchmark::State& state) {
     MeasureEnd(state, [](Host* host) {
         return host->engine->StopComputing(true) == S_OK && host->engine->IsThinking() == S_FALSE;
@@ -163,7 +163,7 @@ void StopComputing(benchmark::State& state) {
 }
 BENCHMARK(StopComputing)->UseManualTime()->Iterations(kSamples)->Unit(benchmark::kMillisecond);
 
-/// From the first call to the final record, the call repeated as a host repeats it.
+/// From the first call to the final record, the call repeated as a host would.
 void MoveNow(benchmark::State& state) {
     MeasureEnd(state, [](Host* host) {
         while (host->site->finals == 0) {

@@ -105,7 +105,7 @@ enum class Cache {
     Reopens,  ///< nothing, and the file is closed
 };
 
-/// Probes krk.nbw, no two in a row in one block.
+/// Probes krk.nbw, no two consecutive ones in the same block.
 void Probe(benchmark::State& state, const char* file, Cache cache) {
     namespace fs = std::filesystem;
     const fs::path folder =
@@ -134,7 +134,7 @@ void Probe(benchmark::State& state, const char* file, Cache cache) {
             unknown += value == kUnknownValue ? 1 : 0;
         }
     }
-    // A few indices are those of no legal position.
+    // A few indices belong to no legal position.
     const auto probes = static_cast<std::size_t>(state.iterations()) * positions.size();
     if (unknown * 5 > probes) state.SkipWithError("the databases do not answer");
     state.SetItemsProcessed(static_cast<std::int64_t>(probes));
@@ -148,7 +148,7 @@ BENCHMARK_CAPTURE(Probe, cold_compressed, "krk.nbw.emd", Cache::Lacks);
 BENCHMARK_CAPTURE(Probe, reopened, "krk.nbw", Cache::Reopens);
 BENCHMARK_CAPTURE(Probe, reopened_compressed, "krk.nbw.emd", Cache::Reopens);
 
-/// Single values of a Thompson database of which one position in so many is lost.
+/// Single values of a Thompson database in which one position in N is lost.
 void ReadThompsonValues(benchmark::State& state) {
     std::mt19937 random(5);
     std::vector<std::uint8_t> values(1U << 18);

@@ -1,6 +1,6 @@
-# The opening book that hosts play from, made of data/openings.tsv by the program itself.
+# The opening book that hosts play from, made from data/openings.tsv by the program itself.
 #
-# It lies where an installed program would look, not beside the program: the engine looks for a bare
+# It is where an installed program would look, not beside the program: the engine looks for a bare
 # name of a book there, and so do the tests' engines, which are to have no book.
 
 set(default_book_folder "${CMAKE_BINARY_DIR}/share/torval")

@@ -13,8 +13,9 @@ set_target_properties(torval_engine PROPERTIES
     VISIBILITY_INLINES_HIDDEN ON)
 
 # With link-time optimisation an object is data of one compiler version, of no use to another. So the
-# optimisation takes place here, once, and leaves one ordinary object for both libraries. In a single
-# partition it makes up no global names, which could meet those of a host that is optimised likewise.
+# optimisation takes place here, once, and leaves one ordinary object for both libraries. With a
+# single partition it invents no global names, which could clash with those of a host optimised the
+# same way.
 set(engine_objects $<TARGET_OBJECTS:torval_engine>)
 if(CMAKE_INTERPROCEDURAL_OPTIMIZATION)
     if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
@@ -57,7 +58,7 @@ foreach(kind IN LISTS kinds)
 endforeach()
 set_target_properties(torval_static PROPERTIES EXPORT_NAME torval)
 if(TARGET torval_shared)
-    # Interfaces under their identifiers never change; the functions may with the first number.
+    # An interface never changes under its identifier; functions may change with the major version.
     set_target_properties(torval_shared PROPERTIES
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR})

@@ -1,5 +1,5 @@
 # What `cmake --install` installs: the public headers, the engine as a static and as a shared
-# library, how CMake and pkg-config find them, the program, and what to read.
+# library, how CMake and pkg-config find them, the program, and the documents.
 #
 # The installed files hold no absolute path, so that the folder can be moved.
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Proves an installation of build/release from outside: the headers alone, and examples/minimal_host.cpp
-# with find_package, static and shared, and with pkg-config. It also shows that the installed folder can
-# be moved, and that the static library does without link-time optimisation. Called by ./dev package.
+# Tests an installation of build/release from outside: the headers alone, and
+# examples/minimal_host.cpp with find_package, static and shared, and with pkg-config. It also shows
+# that the installed folder can be moved, and that the static library works without link-time
+# optimisation. Called by ./dev package.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -28,7 +29,7 @@ check_headers() {
     say "each header compiles alone"
 }
 
-# build_example LIBRARY FOLDER: as the author of a host would, from what is installed alone.
+# build_example LIBRARY FOLDER: as the author of a host would, using only what is installed.
 build_example() {
     cmake -S "$PREFIX/share/doc/torval/examples" -B "$2" -G Ninja -DCMAKE_PREFIX_PATH="$PREFIX" \
         -DTORVAL_LIBRARY="torval::$1" && cmake --build "$2"

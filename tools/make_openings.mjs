@@ -6,9 +6,9 @@
 //
 // The package lists named positions, without the moves that lead to them, so the moves are found
 // here. Positions are joined by every shortest way from one to the next, at least kWideGap plies
-// far; among the shortest ways from the start to a position the one through the positions that most
-// names lie behind is taken, and rather through names of the same family. The result depends on
-// nothing but the package.
+// far; among the shortest paths from the start to a position the script takes the one through the
+// positions that lead to the most names, preferring names of the same family. The result depends
+// only on the package.
 import { createRequire } from "node:module";
 import path from "node:path";
 
@@ -163,7 +163,7 @@ function leastMoves(man, from, to) {
     }
 }
 
-/// Moves that White and Black need at least; 99 and more: cannot be.
+/// The least number of moves that White and Black need; 99 and more: impossible.
 function bound(board, goal) {
     const wrong = [];
     for (let square = 0; square < 64; ++square) {
@@ -189,7 +189,7 @@ function bound(board, goal) {
     return need;
 }
 
-/// Moves left to each side beyond what it needs, of so many plies; negative: too few.
+/// Moves left to each side beyond what it needs, out of `plies`; negative: too few.
 function spare(from, goal, plies) {
     const [white, black] = bound(from.board, goal.board);
     const mine = (plies + 1) >> 1;
@@ -336,7 +336,7 @@ for (let round = 0; round < kRounds; ++round) {
 
 // ---- The table -----------------------------------------------------------------------------------
 
-/// Plain letters read the same in every terminal and are all that PGN allows for sure.
+/// Plain letters look the same in every terminal, and PGN is certain to allow only these.
 const plain = (text) =>
     text.normalize("NFD").replace(/\p{M}/gu, "").replaceAll("ø", "o").replaceAll("Ø", "O")
         .replaceAll("ł", "l").replaceAll("ß", "ss").replaceAll("\u2019", "'").replace(/[\u2013\u2014]/g, "-");

@@ -146,7 +146,7 @@ def play(players, referee, opening, arguments):
     while len(moves) < arguments.plies:
         side = len(moves) % 2
         player = players[side]
-        # The referee works between the clocks, not on them.
+        # The referee's work counts on neither clock.
         legal = referee.legal(moves)
         if legal and referee.drawn(moves):
             return "1/2"

@@ -5,10 +5,10 @@
 //     build/release/vet_openings DEPTH > data/openings-losses.tsv
 //
 // Method   each position once, to the same depth. A move loses the best value that its position has,
-//          by its own search or behind one of its moves, less the value behind the move; both are
-//          of one position each, so a depth's error in them is alike.
+//          by its own search or after one of its moves, less the value after the move; each is the
+//          value of one position, so the error of the depth is similar in both.
 // Output   the moves to a position, the move, and the loss in 1/100 pawn, when it is at least
-//          kLeastLoss. A move that allows mate, or passes one up, counts as kMateLoss.
+//          kLeastLoss. A move that allows mate, or misses one, counts as kMateLoss.
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>

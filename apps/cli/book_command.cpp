@@ -129,7 +129,7 @@ void AddExport(CLI::App* book, Console& console) {
 
 using EditFunction = void (*)(const EditBookOptions& options, Console& console);
 
-/// A command that changes a book in place; what is more it gets from the caller.
+/// A command that changes a book in place; the caller adds its other options.
 CLI::App* AddEdit(CLI::App* book,
                   Console& console,
                   const char* name,

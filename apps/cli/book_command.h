@@ -18,21 +18,21 @@ struct MakeBookOptions {
     std::string out;
     std::vector<std::string> pgn;    ///< files of games, "-" for standard input
     std::vector<std::string> lines;  ///< files with a line of moves in each text line
-    bool openings = false;           ///< the opening table that is built in, in place of games
+    bool openings = false;           ///< the built-in opening table, in place of games
     std::string variant = "bk";
     std::string version = "20";
     std::string comment;
     int plies = 30;
     int min_games = 1;
     int min_elo = 0;
-    bool force = false;  ///< replace a book that is there
+    bool force = false;  ///< replace an existing book
 };
 
-/// Makes a book from games; an empty one with an index to grow into from no files.
+/// Makes a book from games; without files an empty one, with an index to grow into.
 void MakeBook(const MakeBookOptions& options, Console& console);
 
 /// One book of several of one variant and version. A move's games are added up; its score and flags
-/// are those of the first book that has it. `force` replaces a book that is there.
+/// are those of the first book that has it. `force` replaces an existing book.
 void MergeBooks(const std::string& out,
                 const std::vector<std::string>& files,
                 bool force,
@@ -42,7 +42,7 @@ void MergeBooks(const std::string& out,
 void ListBook(const std::string& file, Console& console);
 void ShowBookMoves(const std::string& file, const PositionOptions& place, Console& console);
 void ShowBookInfo(const std::string& file, Console& console);
-/// Throws std::runtime_error when there are faults, each of which has been printed then.
+/// Prints every fault; throws std::runtime_error if there is any.
 void VerifyBook(const std::string& file, Console& console);
 
 enum class ExportForm { Tree, Pgn, Lines };
@@ -53,7 +53,7 @@ void ExportBook(const std::string& file, ExportForm form, int plies, Console& co
 struct EditBookOptions {
     std::string file;
     PositionOptions position;
-    int score = 0;           ///< White's view of the position behind the moves
+    int score = 0;           ///< White's view of the position after the moves
     int count = kWholeLine;  ///< how many of the last moves
     std::string result;      ///< of the game that a BX book counts
     bool exclude = false;
@@ -62,8 +62,8 @@ struct EditBookOptions {
     static constexpr int kWholeLine = -1;
 };
 
-/// These work in place, as the engine does while it plays: what is in the file when one of them is
-/// interrupted, `verify` tells.
+/// These work in place, as the engine does while it plays: after an interruption `verify` reports
+/// the state of the file.
 void AddToBook(const EditBookOptions& options, Console& console);
 void DeleteFromBook(const EditBookOptions& options, Console& console);
 /// Keeps the score that the last move has in the book.

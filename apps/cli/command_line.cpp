@@ -87,7 +87,7 @@ Option Subcommand::AddWords(const std::string& name,
                             const std::vector<std::string>& words,
                             const std::function<void(const std::string& word)>& take,
                             const std::string& help) {
-    // The words are in the help text; the check would write its own list behind the value's name.
+    // The words are in the help text; the check would write its own list after the value's name.
     CLI::Option* const option = command_->add_option_function(name, take, help);
     option->check(CLI::IsMember(words).description(""));
     return {command_, option};

@@ -43,7 +43,7 @@ public:
 
     static BookFile& Book() { return book_manager.books[MainBook]; }
 
-    /// Throws what the engine had to say.
+    /// Throws the error that the engine reported.
     void Check(std::int32_t result) const {
         if (last_message == MsgBookNotReadable) {
             throw std::runtime_error(QuoteName(path_) + " could not be read, or cannot grow");
@@ -85,7 +85,7 @@ void PlayMoves(const PositionOptions& place) {
 
 bool WhiteMovedLast() { return position.SideToMove == Black; }
 
-/// The marks of AddBookMoves are White's view, as its score is.
+/// The marks of AddBookMoves are from White's view, like its score.
 std::int32_t MarkOfLastMove(bool exclude) {
     return exclude == WhiteMovedLast() ? kBookMarkWorse : kBookMarkBetter;
 }
@@ -97,7 +97,7 @@ std::int32_t ResultCode(const std::string& result) {
     return static_cast<std::int32_t>(code) << kBookResultShift;
 }
 
-/// What the book holds of the last move, played on the board then.
+/// What the book holds about the last move, which has then been played on the board.
 BookEntry EntryOfLastMove(const PositionOptions& place) {
     PlayMoves(place);
     const BookMove wanted = EncodeBookMove(Plain(game_record.top->move));

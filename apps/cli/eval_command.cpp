@@ -27,7 +27,7 @@ struct EvalOptions {
     std::string tablebases;
 };
 
-/// A row of the table: a term of both sides, in points.
+/// A row of the table: a term for both sides, in points.
 struct Term {
     const char* name;
     int EvalTerms::PerSide::*value;

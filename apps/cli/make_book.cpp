@@ -23,7 +23,7 @@ namespace {
 
 constexpr const char* kStandardInput = "-";
 
-/// The games of all files, with what became of them.
+/// The games of all files, and how many were used or skipped.
 class Collector {
 public:
     Collector(const MakeBookOptions& options, BookBuilder* builder, Console& console)
@@ -160,7 +160,7 @@ BookShape ShapeOf(const MakeBookOptions& options) {
     return shape;
 }
 
-/// An index for about as many positions as an owner's own games bring.
+/// An index for about as many positions as a user's own games contain.
 std::vector<std::uint8_t> BookToFill(const BookShape& shape) {
     return EmptyBook({.has_statistics = shape.has_statistics,
                       .version_major = shape.version_major,
@@ -188,7 +188,7 @@ void MakeOpeningBook(const std::string& out, BookShape shape, Console& console) 
 /// A record of one of the books to merge.
 struct Found {
     HashKey key;
-    std::uint32_t order;  ///< of finding it: the first book's moves come first
+    std::uint32_t order;  ///< in which it was found: the first book's moves come first
     BookEntry entry;
 };
 
@@ -226,7 +226,7 @@ void MakeBook(const MakeBookOptions& options, Console& console) {
     Collector collector(options, &builder, console);
     collector.ReadAll();
     collector.Warn();
-    // A book that is there is worth more than an empty one; that is made by a call without games.
+    // An existing book is worth more than an empty one, which a call without games makes.
     const std::string not_written = "; " + QuoteName(options.out) + " is not written";
     if (!collector.HasUsedAny()) {
         throw std::runtime_error("no game to make a book of (" + collector.Summary() + ")" +

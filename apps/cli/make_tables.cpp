@@ -32,7 +32,7 @@ std::vector<int> WantedClasses(const MakeTablesOptions& options) {
     return InOrderOfNeed(wanted);
 }
 
-/// The class as it is on the disk already; none unless every file of it is there and sound.
+/// The class as it already is on disk; nullopt unless all its files are present and sound.
 std::optional<ClassEntries> Load(int class_id, const std::string& directory) {
     ClassEntries entries;
     for (int side = 0; side < SidesOf(class_id); ++side) {
@@ -51,7 +51,7 @@ std::uint64_t Write(int class_id, const ClassEntries& entries, const MakeTablesO
     std::uint64_t written = 0;
     for (int side = 0; side < SidesOf(class_id); ++side) {
         const auto at = static_cast<std::size_t>(side);
-        // What lies behind belongs to no legal position.
+        // Entries beyond belong to no legal position.
         const std::uint32_t count = kEntryCounts[static_cast<std::size_t>(class_id)][at];
         const auto* const data = reinterpret_cast<const std::uint8_t*>(entries.side[at].data());
         const std::span<const std::uint8_t> bytes(data, count);
@@ -69,7 +69,7 @@ std::uint64_t Write(int class_id, const ClassEntries& entries, const MakeTablesO
     return written;
 }
 
-/// Says before the work begins when the memory is not enough for it.
+/// Reports too little memory before the work begins.
 void RequireMemory(int class_id, const MakeTablesOptions& options) {
     const std::uint64_t needed = MemoryNeeded(class_id);
     const auto limit =
@@ -90,7 +90,7 @@ bool HasFiles(int class_id, const std::string& directory) {
     return true;
 }
 
-/// Has the classes below one in the set, and no others.
+/// Makes the set hold exactly the classes below one.
 void LoadBelow(int class_id, const std::string& directory, TableSet* tables) {
     const std::vector<int> below = ClassesBelow(class_id);
     tables->Keep(below);
@@ -147,7 +147,7 @@ void MakeTables(const MakeTablesOptions& options, Console& console) {
         tell(1);
         bar.Clear();
         console.out << line.str() << std::endl;
-        // What the next one needs stays; the rest would be read again.
+        // What the next class needs is kept; anything dropped would have to be read again.
         if (i + 1 < order.size()) tables.Keep(ClassesBelow(order[i + 1]));
     }
 }

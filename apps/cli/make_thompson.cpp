@@ -65,7 +65,7 @@ private:
     static constexpr std::size_t kMen = 3;
     static constexpr std::size_t kFirstMan = 2;  // among the places
 
-    /// Where a position's value stands.
+    /// Where a position's value is stored.
     struct Place {
         int class_id;
         int side;  ///< of the file
@@ -88,7 +88,7 @@ private:
         return true;
     }
 
-    /// The side to move has Black's codes and plays up the board: it is the first side.
+    /// The side to move has Black's codes and moves up the board: it is the first side.
     SmallBoard BoardOf(Present present, const ThompsonSquares& squares) const {
         SmallBoard board;
         board.side[0].king = squares[1];

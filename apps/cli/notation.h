@@ -1,7 +1,8 @@
 // Moves and lines of the working position as people and scripts read them.
 //
-// Thread   the thread that works on the position. What plays moves to write them puts everything
-//          back, the order of the piece lists too, so it may be called from within a search.
+// Thread   the thread that works on the position. Functions that play moves to write them restore
+//          everything, including the order of the piece lists, so they may be called from within a
+//          search.
 #pragma once
 
 #include <span>

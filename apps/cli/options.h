@@ -1,5 +1,5 @@
 // Declares commands and their options. The library that parses them stays out of the files that use
-// this: each that includes it compiles the whole parser once more.
+// this: every file that includes it compiles the whole parser again.
 //
 // Lifetime the handles are copied freely and refer to the application, which outlives them. The
 //          variables that take the values must live as long.
@@ -25,8 +25,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// For an option whose values are names of files, or lists of names that `separators` divide: "~" at the
-/// start of a name is the home directory. Returns the option.
+/// For an option whose values are names of files, or lists of names separated by any of
+/// `separators`: "~" at the start of a name is the home directory. Returns the option.
 CLI::Option* TakesNames(CLI::Option* option, const std::string& separators = {});
 
 /// An option that takes a value, or an argument. Each function returns the option itself.
@@ -34,14 +34,14 @@ class Option {
 public:
     Option(CLI::App* command, CLI::Option* option) : command_(command), option_(option) {}
 
-    /// What stands for the value in the help, such as "N"; empty for nothing.
+    /// The placeholder for the value in the help, such as "N"; empty for nothing.
     Option& ValueName(const std::string& name);
     Option& Required();
     /// See TakesNames.
     Option& TakesNames(const std::string& separators = {});
     /// Refuses values outside low .. high.
     Option& InRange(int low, int high);
-    /// Refuses the two together; does nothing if the command has no such option so far.
+    /// Refuses the two together; does nothing if the command has no such option yet.
     Option& Excludes(const std::string& name);
 
 private:
@@ -50,7 +50,7 @@ private:
 };
 
 /// The application, or one of its subcommands. `name` is "--name" for an option, "NAME" for an
-/// argument that is told by its place.
+/// positional argument.
 class Subcommand {
 public:
     explicit Subcommand(CLI::App* command) : command_(command) {}
@@ -81,7 +81,7 @@ public:
             help);
     }
 
-    /// The library's own, for a command that needs more of it than this offers.
+    /// The library's own object, for a command that needs more of it than this class offers.
     CLI::App* App() const { return command_; }
 
     /// Text below the options in the command's help.

@@ -1,6 +1,6 @@
 // Counting the positions that legal moves lead to, the common measure of a move generator.
 //
-// Range    depth 0 to kMaxPerftDepth; deeper trees do not end in anyone's lifetime.
+// Range    depth 0 to kMaxPerftDepth; deeper trees would take longer than a lifetime.
 // Thread   the thread that works on the position, while no search runs. The position is left as it
 //          was except for the order of the piece lists, which captures change.
 #pragma once

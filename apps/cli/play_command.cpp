@@ -18,7 +18,7 @@ constexpr const char* kNoBook = "none";
 struct PlayArguments {
     PlayOptions options;
     std::optional<int> cache_mb;
-    std::string book;  ///< kNoBook; a file that stands for the main book; empty: the usual books
+    std::string book;  ///< kNoBook; a file used as the main book; empty: the usual books
 };
 
 void RunPlay(PlayArguments arguments, Console& console) {

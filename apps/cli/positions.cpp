@@ -56,7 +56,7 @@ void AnswerLine(std::string_view line,
     if (words.empty()) return;
     std::string fen;
     for (std::size_t i = 0; i < words.size() && i < kMostFields; ++i) {
-        // Counters are numbers; anything else begins the line's remarks.
+        // Counters are numbers; anything else begins the line's comment.
         if (i >= kNeededFields && words[i].find_first_not_of("0123456789") != words[i].npos) break;
         if (i > 0) fen += ' ';
         fen += words[i];
@@ -176,7 +176,7 @@ std::vector<Move> ReadLegalMoves(std::string_view text) {
             throw InputError(MoveProblem(status, word, number));
         }
         moves.push_back(Plain(EntryAt(legal_moves->quiet_head)->move));
-        // Reading has narrowed the list.
+        // Parsing has narrowed the list.
         RebuildLegalMoves();
     }
     return moves;

@@ -38,13 +38,13 @@ void AddForceFlag(Subcommand command, bool* force);
 /// --tb PATHS, for a command that uses no endgame databases without it.
 void AddTablebaseOption(Subcommand command, std::string* paths);
 /// Has the engine use the endgame databases in these directories; nothing for an empty text. After
-/// StartEngine. What the engine would refuse, ending the process, is told as an InputError; in the
-/// program's own directory it is left out, which a line to `err` tells.
+/// StartEngine. What the engine would refuse, ending the process, is reported as an InputError; a
+/// damaged program directory is left out, with a line on `err`.
 void UseTablebases(const std::string& paths, std::ostream& err);
 
 /// The engine as it is when loaded, with default settings and a table of default size.
 void StartEngine();
-/// With a table of as many kilobytes, 0 for none.
+/// With a table of this many kilobytes, 0 for none.
 void StartEngine(std::uint32_t table_kilobytes);
 
 /// Sets up the FEN and enters the moves.

@@ -97,7 +97,7 @@ Answer Compute() {
     reporter.start = Clock::now();
     const Status status = ComputeMove(&answer.line);
     const auto end = Clock::now();
-    // The computation is over; what follows here is a host's part.
+    // The computation is over; the rest is the host's job.
     ClearFlags(FlagBusy);
     if (status == StatusRecordFull) {
         throw InputError("--moves: the game is too long to compute another move");
@@ -141,7 +141,7 @@ std::string ShortText(const Answer& answer) {
     return text.str();
 }
 
-/// What the databases say of the position on the board; empty when they do not know it.
+/// What the databases say about the position on the board; empty when they do not have it.
 std::string DatabaseText() {
     CHSBRD board;
     StorePosition(&board);

@@ -84,7 +84,7 @@ std::string VersionText(const BookHeader& header) {
     return {static_cast<char>(header.bytes[2]), static_cast<char>(header.bytes[3])};
 }
 
-/// Walks the moves of a book from the position on the board on.
+/// Walks the moves of a book, starting at the position on the board.
 class Exporter {
 public:
     Exporter(BookFile* book, ExportForm form, int plies, std::ostream& out)
@@ -101,7 +101,7 @@ private:
         bool excluded;
     };
 
-    /// The book's legal moves; an excluded one stands in a tree alone.
+    /// The book's legal moves; an excluded one appears only in a tree.
     std::vector<Step> Steps() {
         std::vector<Step> steps;
         const BookEntries entries = Entries(&book_);
@@ -176,7 +176,7 @@ private:
     std::ostream& out_;
     std::unordered_set<HashKey> visited_;
     std::vector<std::string> line_;
-    std::size_t printed_ = 0;  ///< moves of the line that stand above
+    std::size_t printed_ = 0;  ///< moves of the line that are already printed
     std::size_t depth_ = 0;    ///< of indentation
 };
 

@@ -21,7 +21,7 @@ namespace torval {
 
 namespace {
 
-/// The position that a FEN sets up. More men than a class can have: none.
+/// The position that a FEN sets up; nullopt with more men than a class can have.
 std::optional<SmallBoard> ReadSmallBoard(const std::string& fen) {
     std::string error;
     const auto parsed = ParseFen(fen, &error);
@@ -39,7 +39,7 @@ std::optional<SmallBoard> ReadSmallBoard(const std::string& fen) {
     return SmallBoardOf(stored, en_passant);
 }
 
-/// Entries by what they say, and the longest mates.
+/// Wins, draws and losses, and the longest mates.
 struct Statistics {
     std::size_t wins = 0;
     std::size_t draws = 0;
@@ -173,7 +173,7 @@ void CheckTables(const std::vector<std::string>& directories, Console& console) 
         for (const auto& [men, counts] : by_men) {
             console.out << "  " << men << " men: " << counts.present << " of " << counts.all
                         << " files\n";
-            // Of a set that nobody began nothing is missing.
+            // A set of which no file exists is not reported as incomplete.
             if (counts.present > 0 && counts.present < counts.all) {
                 console.out << "    missing:" << counts.missing << '\n';
             }

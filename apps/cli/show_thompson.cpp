@@ -91,7 +91,7 @@ bool IsReadable(const std::string& name, const ThompsonMaterial& material) {
            (!index || file.ReadValue(*index));
 }
 
-/// Adds the files for the position on the board that the engine passes over as unreadable.
+/// Adds the files for the position on the board that the engine skips as unreadable.
 void FindDamaged(const std::vector<std::string>& directories, std::set<std::string>* damaged) {
     for (const ThompsonMaterial* const material : FilesForBoard()) {
         for (const std::string& directory : directories) {

@@ -16,23 +16,23 @@ namespace torval {
 
 struct MakeTablesOptions {
     std::vector<std::string> classes;
-    int men = 0;  ///< all classes of three to so many men, 0 for none
+    int men = 0;  ///< all classes of three up to this many men, 0 for none
     std::string out = ".";
     bool compress = false;
-    std::uint64_t memory_mb = 0;  ///< what may be used, 0 for what the machine has to spare
+    std::uint64_t memory_mb = 0;  ///< what may be used, 0 for what the machine can spare
 };
 
-/// Makes classes and all that they need. What is there already and sound is read instead, what is
-/// damaged is replaced.
+/// Makes classes and all that they need. Existing sound files are read instead, damaged ones are
+/// replaced.
 void MakeTables(const MakeTablesOptions& options, Console& console);
 
-/// Writes the other form of a file beside it. `force` replaces one that is there.
+/// Writes the other form of a file beside it. `force` replaces an existing one.
 void PackTable(const std::string& file, bool force, Console& console);
 void UnpackTable(const std::string& file, bool force, Console& console);
 
 struct VerifyTablesOptions {
     std::vector<std::string> files;
-    std::size_t every = 1;  ///< which entries: each one, or each so manieth
+    std::size_t every = 1;  ///< check every Nth entry; 1 checks all
 };
 
 /// Compares values with those that their moves lead to.

@@ -12,21 +12,21 @@
 
 namespace torval {
 
-/// Tells what the header of a file says, and which positions it is for.
+/// Shows what the header of a file says, and which positions it covers.
 void ShowThompsonFile(const std::string& file, Console& console);
 
-/// The value of a position, and of what each of its moves leads to. Semicolons divide the directories
-/// of `paths`.
+/// The value of a position, and of what each of its moves leads to. Semicolons separate the
+/// directories of `paths`.
 void ProbeThompsonPosition(const std::string& fen, const std::string& paths, Console& console);
 
-/// Follows every way through the trees and reads every value. Names the first fault.
+/// Follows every path through the trees and reads every value. Names the first fault.
 void VerifyThompsonFile(const std::string& file, Console& console);
 
 struct MakeThompsonOptions {
     std::vector<std::string> names;  ///< of files in the list of materials
     std::string from;                ///< directories of tablebases
     std::string out = ".";
-    bool force = false;  ///< replace files that are there
+    bool force = false;  ///< replace existing files
 };
 
 /// Writes files with the values of all positions that the tablebases know.

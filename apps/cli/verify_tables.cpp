@@ -53,7 +53,7 @@ struct Disagreement {
     std::string text;
 };
 
-/// The first entry of a legal position that its moves contradict; an empty text for none.
+/// The first entry of a legal position that its moves contradict; empty if there is none.
 Disagreement FindFirst(const TableFile& file,
                        const std::vector<std::int8_t>& entries,
                        const TableSet& tables,

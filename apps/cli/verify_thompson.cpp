@@ -120,7 +120,7 @@ Fault TablesFault(const ThompsonHeader& header) {
     if (const Fault fault = TreeFault(header.value_tree, LeavesOf(header)); !fault.empty()) {
         return "tree B: " + fault;
     }
-    // Of a leaf of tree C a byte is used, whatever stands above it.
+    // Only the low byte of a leaf of tree C is used; higher bits are ignored.
     if (const Fault fault = TreeFault(header.rare_tree, kThompsonLeaf); !fault.empty()) {
         return "tree C: " + fault;
     }
@@ -145,7 +145,7 @@ Fault BlocksFault(ThompsonFile* file, std::uint64_t* values, Console& console) {
     }
     constexpr std::size_t kSteps = 100;
     ProgressBar bar(console, kSteps);
-    // A leaf of so many values takes a bit at least.
+    // Every leaf, with its K values, takes at least one bit.
     const std::uint64_t most =
         std::min(per_block, std::filesystem::file_size(file->Name()) * 8 * header.values_per_leaf);
     std::vector<std::uint8_t> buffer(expected != 0 ? std::min(most, expected) : most);

@@ -40,7 +40,7 @@ fs::path ShippedBook(const fs::path& program) {
     return {};
 }
 
-/// Puts a file into place unless one is there. Whether the engine can use what is there then.
+/// Puts a file into place unless one exists. Returns whether the engine can use the file there.
 bool PutFile(const fs::path& path, const std::vector<std::uint8_t>& bytes) {
     std::error_code error;
     fs::create_directories(path.parent_path(), error);

@@ -1,13 +1,13 @@
-// Where the opening books of a host lie: the one that is shipped, and the user's own.
+// Where a host's opening books are: the one that is shipped, and the user's own.
 //
 // Places   the shipped book TORVAL.BK1 is looked for beside the program, in share/torval there, and
 //          in ../share/torval. The engine writes to its books, so where the shipped one cannot be
-//          written a copy in the user's data directory stands for it: made once, and kept when a
-//          later program ships another book, since it may hold changes. The user's book,
-//          USERBOOK.BK, lies in the data directory and begins empty.
+//          written, a copy in the user's data directory replaces it: made once, and kept when a
+//          later version ships another book, since it may contain changes. The user's book,
+//          USERBOOK.BK, is in the data directory and starts out empty.
 // Data directory  $XDG_DATA_HOME/torval, else ~/.local/share/torval.
 // Source   the XDG Base Directory Specification.
-// Errors   an empty name where a book cannot be had, and a sentence about it in `remarks`.
+// Errors   an empty name where no book is available, and a sentence about it in `remarks`.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ struct BookFiles {
     std::string user;  ///< likewise; an empty book when it was not there
 
     /// The name to give the engine as its main book. Without one it would not open the user's, so
-    /// that stands in.
+    /// the user's name is given instead.
     const std::string& MainName() const { return main.empty() ? user : main; }
     /// BookUse bits for the books there are.
     std::uint32_t Use() const { return (main.empty() ? 0U : 1U) | (user.empty() ? 0U : 2U); }
@@ -36,7 +36,7 @@ struct BookPlaces {
     static BookPlaces OfThisProcess();
 };
 
-/// Finds the books, copying or creating what has to be. A name given stands for the main book.
+/// Finds the books, copying or creating them as needed. A given name replaces the main book.
 BookFiles PrepareBooks(const std::string& main = {},
                        const BookPlaces& places = BookPlaces::OfThisProcess());
 

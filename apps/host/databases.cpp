@@ -37,7 +37,7 @@ std::string InWords(std::string_view line) {
     if (line.starts_with(kStart)) line.remove_prefix(kStart.size());
     const std::size_t name = line.rfind(kLength);
     if (name == line.npos) return std::string(line);
-    // The length that the file should have stands there twice, the one it has behind.
+    // The text has the expected length twice, then the actual one.
     const std::vector<std::string_view> numbers = SplitWords(line.substr(name + kLength.size()));
     if (numbers.size() != 3) return std::string(line);
     return QuoteName(line.substr(0, name)) + " is damaged: it has " + std::string(numbers[2]) +
@@ -78,7 +78,7 @@ std::string ThompsonPathProblem(std::string_view paths) {
 }
 
 bool RegisterNalimovPath(IUnknown* engine, const std::string& paths, std::uint32_t cache_mb) {
-    // Only the page has the engine look again; a settings stream is not enough.
+    // Only the page makes the engine look again; a settings stream is not enough.
     Ref<IPropertyPage> page;
     HRESULT result = CreateInstance(CLSID_EngineSettings, IID_IPropertyPage, page.ReceiveVoid());
     if (result == S_OK) result = page->SetObjects(1, &engine);

@@ -11,7 +11,7 @@ namespace torval {
 
 namespace {
 
-/// Sleeps until a descriptor that would not wait by itself is ready.
+/// Sleeps until a non-blocking descriptor is ready.
 void WaitFor(int descriptor, short event) {
     pollfd file = {.fd = descriptor, .events = event, .revents = 0};
     (void)poll(&file, 1, -1);

@@ -1,8 +1,8 @@
 // Lines in from one file descriptor and out to another.
 //
 // Thread   one at a time.
-// Errors   an input that ends or fails has ended; an output that is closed or fails is closed, and
-//          what is written from then on is dropped.
+// Errors   a failing input counts as ended, a failing output as closed; what is written to a closed
+//          output is dropped.
 #pragma once
 
 #include <cstddef>
@@ -14,27 +14,27 @@ namespace torval {
 
 class LineReader {
 public:
-    /// Lines beyond this length are no commands, and nothing of them is kept.
+    /// Lines beyond this length are not commands, and are not kept.
     static constexpr std::size_t kLongestLine = std::size_t{1} << 20;
 
     explicit LineReader(int descriptor) : descriptor_(descriptor) {}
 
-    /// To be waited for; -1 once the input has ended.
+    /// The descriptor to wait on; -1 once the input has ended.
     int descriptor() const { return ended_ ? -1 : descriptor_; }
     bool ended() const { return ended_; }
 
     /// Reads once. Waits when nothing is there. A last line without an end counts as a line.
     void Fill();
 
-    /// Whether Fill would not wait.
+    /// Whether Fill would return without waiting.
     bool CanFill() const;
 
     /// What was read otherwise: bytes, and the end of the input.
     void Take(std::string_view bytes);
     void End();
 
-    /// Takes the next line, without its end. False when there is no whole line yet. A line that was
-    /// too long is passed over; with `too_long`, it comes as an empty one.
+    /// Takes the next line, without its end. False when there is no complete line yet. A line that
+    /// was too long is skipped; with `too_long`, it is reported as an empty one.
     bool Next(std::string* line, bool* too_long = nullptr);
 
 private:

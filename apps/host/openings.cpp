@@ -124,7 +124,7 @@ std::optional<OpeningTable> OpeningTable::Read(std::span<const std::string_view>
     std::ranges::stable_sort(table.entries_, {}, &Entry::key);
     const auto twice = std::ranges::adjacent_find(table.entries_, {}, &Entry::key);
     if (twice == table.entries_.end()) return table;
-    // A name is a part of its line, which tells where that stands.
+    // A name is a view into its line, so it identifies the line.
     const Opening& second = std::next(twice)->opening;
     const auto holds = [&](std::string_view line) { return line.data() == second.code.data(); };
     number = static_cast<std::size_t>(std::ranges::find_if(lines, holds) - lines.begin()) + 1;
@@ -140,7 +140,7 @@ const Opening* OpeningTable::Find(const CHSBRD& board) const {
 const OpeningTable& BuiltInOpenings() {
     static const OpeningTable table = [] {
         std::string error;
-        // A test reads the same lines: a program that was built from damaged ones does without.
+        // A test reads the same lines; a program built from damaged ones has no names.
         return OpeningTable::Read(OpeningLines(), &error).value_or(OpeningTable());
     }();
     return table;

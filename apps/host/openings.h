@@ -1,10 +1,10 @@
 // Names of openings, with their codes in the classification A00 to E99.
 //
-// Shape    a table of lines (code, name, moves) that becomes one of positions: a name belongs to
-//          the men on their squares and the side to move, by whatever order of moves they got there.
+// Shape    a table of lines (code, name, moves) converted to one of positions: a name belongs to
+//          the men on their squares and the side to move, whatever the order of moves.
 // Source   data/openings.tsv, which is built into the program.
 // Thread   a table is constant once it is read; any thread. BuiltInOpenings reads it on first use.
-// Errors   text that begins with the number of the line; no table then.
+// Errors   a text that begins with the line number; there is then no table.
 #pragma once
 
 #include <array>
@@ -29,13 +29,13 @@ struct Opening {
 
 class OpeningTable {
 public:
-    /// Reads lines of code, name and moves in coordinates from the usual start, divided by tabs.
-    /// Moves are followed, not checked against the rules beyond a man of the right side moving. The
+    /// Reads lines of code, name and moves in coordinates from the usual start, separated by tabs.
+    /// Moves are only checked for moving a man of the right side, not against the other rules. The
     /// table points into the lines. Two lines to one position are refused.
     static std::optional<OpeningTable> Read(std::span<const std::string_view> lines,
                                             std::string* error);
 
-    /// The opening that this very position is named after, or null.
+    /// The opening named for exactly this position, or null.
     const Opening* Find(const CHSBRD& board) const;
 
     std::size_t size() const { return entries_.size(); }

@@ -36,8 +36,8 @@ void LoadInto(IUnknown* engine, const SettingsImage& settings) {
 SessionError::SessionError(const std::string& what, HRESULT result)
     : std::runtime_error(Describe(what, result)) {}
 
-/// The object that the engine calls. It may outlive the session by the engine's last reference, and
-/// then tells nobody.
+/// The object that the engine calls. The engine's last reference may outlive the session; callbacks
+/// are then dropped.
 class Session::Site final : public Object<Session::Site, IChessEngineSite> {
 public:
     explicit Site(SiteHandlers handlers) : handlers_(std::move(handlers)) {}

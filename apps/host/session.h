@@ -1,8 +1,8 @@
-// A host's connection to the engine: everything between the program's start and its end that any
-// host does the same way.
+// A host's connection to the engine: everything between the program's start and end that all hosts
+// do the same way.
 //
-// Order    construct, Load, Start, use engine(), destroy (which stops). The engine behind it is one
-//          for the process, so there is one session at a time.
+// Order    construct, Load, Start, use engine(), destroy (which stops). There is one engine per
+//          process, so there is one session at a time.
 // Thread   the one that constructed it. Handlers run there, inside engine calls that raise them or
 //          inside Wait and Dispatch.
 // Errors   SessionError.
@@ -17,8 +17,8 @@
 
 namespace torval {
 
-/// What the engine tells, handed to the functions that are set. A handler may call the engine, but
-/// must not wait for a computation, and lets no exception out.
+/// What the engine reports, passed to the functions that are set. A handler may call the engine,
+/// but must neither wait for a computation nor let an exception escape.
 struct SiteHandlers {
     std::function<void(const W_BOARD&)> move;
     std::function<void(int depth, int moves_to_go, EVAR)> next_move;
@@ -37,8 +37,8 @@ public:
     /// Gives the engine its settings. Once, before Start.
     void Load(const SettingsImage& settings);
 
-    /// Loads settings again while the engine is started and computes nothing. What the engine fixes
-    /// when it first starts, the size of its table, has to be what it is.
+    /// Loads settings again while the engine is started and computes nothing. The table size, which
+    /// the engine fixes when it first starts, must be unchanged.
     void Reload(const SettingsImage& settings);
 
     /// Starts the engine's thread with this session as its site. event_mask: EventMaskBit.
@@ -50,12 +50,12 @@ public:
 
     IChessEngine2* engine() const { return engine_.Get(); }
 
-    /// Sleeps until the file descriptor is readable (or ended), the engine has something, or the
-    /// time is up, and hands out what the engine has. input: -1 for none; timeout_ms: -1 for no
-    /// limit. True when input can be read.
+    /// Sleeps until the file descriptor is readable (or ended), the engine has messages, or the
+    /// time is up, and dispatches the messages. input: -1 for none; timeout_ms: -1 for no limit.
+    /// True when input can be read.
     bool Wait(int input, int timeout_ms);
 
-    /// Hands out what the engine has, without waiting.
+    /// Dispatches the engine's messages, without waiting.
     void Dispatch();
 
 private:

@@ -76,7 +76,7 @@ public:
     static SettingsImage Of(IUnknown* engine);
 
     std::uint32_t Get(const NumberSetting& setting) const;
-    /// Bytes of the value that the setting has no room for are lost.
+    /// The value is truncated to the size of the setting.
     void Set(const NumberSetting& setting, std::uint32_t value);
 
     std::string Get(const TextSetting& setting) const;

@@ -1,4 +1,4 @@
-// A position from a FEN, set up in the engine of this process without the component around it.
+// A position from a FEN, set up in this process's engine without going through the component.
 #pragma once
 
 #include <string>

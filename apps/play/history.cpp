@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 std::vector<std::string> LinesOf(const std::string& file) {
     std::vector<std::string> lines;
     std::error_code error;
-    // Opening a pipe could wait for ever.
+    // Opening a pipe could block endlessly.
     if (!fs::is_regular_file(file, error)) return lines;
     std::ifstream in(file, std::ios::binary);
     for (std::string line; std::getline(in, line);) lines.push_back(line);

@@ -2,7 +2,7 @@
 //
 // Format   one command a line, oldest first, at most kMostHistoryLines.
 // Thread   the one that reads the terminal.
-// Errors   none: where the file cannot be had, nothing is remembered.
+// Errors   none: where the file cannot be used, nothing is remembered.
 // Source   the XDG base directory specification 0.8, for where such a file belongs.
 #pragma once
 
@@ -17,10 +17,10 @@ namespace torval {
 inline constexpr std::size_t kMostHistoryLines = 500;
 
 /// Where the file belongs, given $XDG_STATE_HOME and $HOME, each of which may be null. A relative
-/// $XDG_STATE_HOME counts for nothing. Empty when there is no such place.
+/// $XDG_STATE_HOME is ignored. Empty when there is no such place.
 std::string HistoryFile(const char* state_home, const char* home);
 
-/// The line editor's list: what the file holds, and behind that what this session typed.
+/// The line editor's list: the contents of the file, followed by what this session typed.
 class TypedLines {
 public:
     explicit TypedLines(std::string file);
@@ -35,7 +35,7 @@ public:
     /// Adds a line that was typed, unless it repeats the last one.
     void Remember(std::string_view line);
 
-    /// Adds what this session typed to the file, behind what other sessions have written meanwhile.
+    /// Adds what this session typed to the file, after what other sessions have written meanwhile.
     void Write() const;
 
 private:

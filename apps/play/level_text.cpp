@@ -16,7 +16,7 @@ namespace {
 constexpr std::array<std::string_view, 7> kModeNames = {
     "depth", "game", "move", "plies", "average", "increment", "infinite"};
 
-/// Reads word after word; answers stay false after the first that failed.
+/// Reads word by word; every read after the first failure returns false.
 class Reader {
 public:
     explicit Reader(std::span<const std::string_view> words) : words_(words) {}
@@ -63,7 +63,7 @@ bool ReadGame(Reader* reader, LEVEL* level) {
     reader->Skip("moves");
     reader->Skip("in");
     if (!reader->Number(&level->time1)) return false;
-    // Unless told otherwise the first period repeats.
+    // By default the first period repeats.
     level->moves2 = level->moves1;
     level->time2 = level->moves1 > 0 ? level->time1 : std::uint16_t{0};
     if (!reader->Skip("then") && !reader->IsNumber()) return true;

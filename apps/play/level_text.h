@@ -2,7 +2,7 @@
 //
 // Units    seconds.
 // Thread   pure functions.
-// Errors   false, and *error says why. Whether the values suit the engine is the engine's to say.
+// Errors   false, and *error says why. Whether the values are acceptable is up to the engine.
 #pragma once
 
 #include <span>
@@ -16,8 +16,8 @@ namespace torval {
 /// What can be typed, one form a line.
 extern const char* const kLevelForms;
 
-/// Reads a level, in words ("game 40 moves in 300") or numbers ("1 40 300"), into the fields that a
-/// level is made of; what has no word (randomness and its like) is left as it is.
+/// Reads a level, in words ("game 40 moves in 300") or numbers ("1 40 300"), into the fields of a
+/// level; fields without a word (such as randomness) are left unchanged.
 bool ReadLevel(std::span<const std::string_view> words, LEVEL* level, std::string* error);
 
 /// "depth 8", "40 moves in 5:00, then 20 moves in 2:00".

@@ -195,7 +195,7 @@ HRESULT Player::Think() {
 
 bool Player::Wait(int input, int timeout_ms) {
     // A request that comes before the search has begun is lost, so it is repeated until the move is
-    // there; 10 ms apart nobody notices.
+    // there; a delay of 10 ms is not noticeable.
     constexpr int kRepeatMs = 10;
     if (thinking_ && hurry_) {
         engine_->MoveNow();
@@ -226,8 +226,8 @@ void Player::PlayFound() {
     const CHSBRD before = Position();
     if (found.vlen == 0) {
         if (over_.empty()) {
-            // Stalemate has been told and a full record keeps the engine from thinking, so what is
-            // left is mate.
+            // Stalemate has been reported, and a full record keeps the engine from thinking, so
+            // only mate is left.
             const bool full = before.ply_no >= 399;
             if (full) {
                 news_.emplace_back("The engine's record of the game is full.");
@@ -247,7 +247,7 @@ void Player::PlayFound() {
         return;
     }
     Append(made.MOVES[0], before, true);
-    // What the move led to was told while it was made, and comes after it.
+    // What the move led to was reported while it was made, and is shown after it.
     news_.insert(news_.begin() + static_cast<std::ptrdiff_t>(news),
                  LastMoveText() + "  (" + origin + ")");
     thought_ = LineText(found);
@@ -257,7 +257,7 @@ void Player::PlayFound() {
 }
 
 void Player::Ponder() {
-    // Just behind a final record the engine's thread may still be on its way back from it.
+    // Right after a final record the engine's thread may still be returning from the callback.
     constexpr int kTries = 100;
     constexpr std::uint32_t kStepMs = 10;
     root_value_ = DatabaseValue();
@@ -288,7 +288,7 @@ void Player::SettleEnd() {
 }
 
 void Player::FindEnd(bool running) {
-    // Only a computation tells that there is no move: one of depth 1, whose traces are undone.
+    // Only a computation shows that there is no move: one of depth 1, whose traces are undone.
     LEVEL level;
     CLOCKS clocks;
     engine_->get_LEVEL(&level);
@@ -316,7 +316,8 @@ void Player::JudgeSetUp() {
     EndAfterFiftyMoves();
 }
 
-/// The engine counts from where a position was set up, and says so when it comes to a hundred first.
+/// The engine counts from where a position was set up, and reports when that count reaches a
+/// hundred first.
 void Player::EndAfterFiftyMoves() {
     constexpr int kHalfMoves = 100;
     if (IsOver() || Counts().half_moves < kHalfMoves) return;
@@ -355,7 +356,7 @@ bool Player::SetUp(const std::string& fen, std::string* error) {
         return false;
     }
     Append(made.MOVES[0], parsed->board, false);
-    // The first position is the game's; its clocks begin with the first move of the player's.
+    // The first position is the game's; its clocks begin with the player's first move.
     engine_->StopGame();
     return true;
 }

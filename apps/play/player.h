@@ -3,9 +3,9 @@
 // Shape    a command line goes in, a reply comes out; what happens by itself (the engine's move, a
 //          clock that ran out) is news. The game is kept beside the engine's own record, with each
 //          position, so that moves can be written.
-// Thread   the one that made it; nothing happens but within its calls.
+// Thread   the one that made it; nothing happens outside its calls.
 // Errors   a refused command has changed nothing, unless its reply says otherwise. SessionError
-//          when the engine cannot be had at all.
+//          when the engine cannot be used at all.
 #pragma once
 
 #include <optional>
@@ -45,7 +45,7 @@ struct PlayOptions {
     BookFiles books = {};  ///< to play from; none unless given
     /// Paths without a problem; used when one of them is not empty.
     DatabaseSettings databases = {};
-    /// Somebody is there to answer a question; else what would need one is refused.
+    /// A user is there to answer questions; otherwise a command that needs to ask is refused.
     bool asks = false;
 };
 
@@ -68,7 +68,7 @@ public:
 
     /// The engine works on its move.
     bool IsThinking() const { return thinking_; }
-    /// A move will come without anybody asking: not at the infinite level.
+    /// A move will come without a request: not at the infinite level.
     bool IsMoveDue() const;
     bool IsOver() const { return !over_.empty(); }
     bool HasQuit() const { return quit_; }
@@ -76,7 +76,7 @@ public:
     /// The game's opening, by the last named position that it went through; null before that.
     const Opening* GameOpening() const { return plies_.empty() ? nullptr : plies_.back().opening; }
 
-    /// Reads the clocks too, which may tell that a side has run out of time.
+    /// Reads the clocks too, which may report that a side has run out of time.
     View CurrentView();
 
     /// Command names and, for a line that begins with one, the words that may follow.
@@ -117,7 +117,7 @@ private:
         const char* help;
         const char* words;  ///< that may follow, for completion
         Reply (Player::*run)(Words);
-        bool listed = true;  ///< false: another command's line in the list tells of it too
+        bool listed = true;  ///< false: another command's line in the list covers it
     };
     static const std::vector<Command>& Commands();
 
@@ -142,9 +142,9 @@ private:
     void Ponder();
     /// Ends whatever the engine computes, without a move.
     void Halt();
-    /// Ends what the engine still computes for a game that is over, as one lost on time can be.
+    /// Ends a computation that still runs for a game that is over, such as one lost on time.
     void SettleEnd();
-    /// Tells whether a side without a legal move is to move, and ends the game then.
+    /// Reports a side to move without a legal move, and then ends the game.
     void FindEnd(bool running);
     /// Ends a game that is drawn where it was set up or left.
     void JudgeSetUp();
@@ -192,10 +192,10 @@ private:
     Reply BookMargin(Words words);
 
     // player_databases.cpp
-    /// Before the engine looks for files. Tells of damage in the program's own directory once.
+    /// Before the engine looks for files. Reports damage in the program's own directory once.
     void LeaveOutOwnDamage();
     void OpenDatabases();
-    /// What the engine's settings say of the databases, after a change.
+    /// What the engine's settings say about the databases, after a change.
     void ReadDatabaseSettings();
     /// The value of the position on the board, while the databases are in use.
     std::optional<Verdict> DatabaseValue();
@@ -235,7 +235,7 @@ private:
     std::string result_ = "*";
     std::string over_;  ///< the sentence that ended the game, or empty
 
-    std::optional<Saving> unanswered_;  ///< its file is there; the next line may say yes
+    std::optional<Saving> unanswered_;  ///< its file exists; the next line may say yes
     std::string saved_game_;            ///< where this game was written to; empty for nowhere
     std::string saved_settings_;
 
@@ -247,7 +247,7 @@ private:
     bool analysing_ = false;
     bool hurry_ = false;  ///< the player wants the move now
     std::optional<MAINVAR> final_;
-    EVAR made_{};  ///< the last move that the engine has told as made
+    EVAR made_{};  ///< the last move that the engine reported as made
     std::string thought_;
 
     DatabaseSettings databases_;

@@ -41,8 +41,8 @@ constexpr const char* kUsage =
     "usage: book [on|off|main|user|both | add [N] [SCORE] | delete [N] | exclude | mode MODE | "
     "margin N]; 'help book' tells more";
 
-/// Whether the engine may choose a move from these books. Any move of theirs will do that is not
-/// excluded, since one too far below the best is never drawn; by score, though, none is drawn where
+/// Whether the engine may choose a move from these books. Any of their moves that is not excluded
+/// will do, since one too far below the best is never drawn; by score, though, none is drawn where
 /// all are equal. A move of the user's hides those of the main book.
 bool BooksPlay(const EVAR& move,
                const W_BOOKMOVES2& book,
@@ -73,7 +73,7 @@ std::string LastMoves(int count) {
 
 }  // namespace
 
-/// Tells what the first start kept to itself, and opens the books of later ones.
+/// Reports the errors that the first start did not, and opens the books for later starts.
 void Player::OpenBooks() {
     const BookFiles& books = options_.books;
     for (const std::string& remark : books.remarks) news_.push_back("Note: " + remark + ".");
@@ -93,7 +93,7 @@ HRESULT Player::AskBooks(W_BOOKMOVES2* moves) {
 /// Whether the books chose the move with which a computation in the present position has ended. They
 /// are asked before anything else, so they did if they play the move at all.
 bool Player::IsFromBook(const EVAR& move) {
-    // Just behind a final record the engine's thread may still be on its way back from it.
+    // Right after a final record the engine's thread may still be returning from the callback.
     constexpr int kTries = 100;
     constexpr std::uint32_t kStepMs = 10;
     W_BOOKMOVES2 book{};

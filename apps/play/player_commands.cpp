@@ -53,7 +53,7 @@ constexpr std::string_view kDatabaseForms =
     "Thompson files give a move at once. A Nalimov directory that does not exist or\n"
     "has a damaged file is refused.\n";
 
-/// "on" or "off"; without a word the switch is only told.
+/// "on" or "off"; without a word the switch is only shown.
 bool ReadSwitch(std::span<const std::string_view> words, bool* value) {
     if (words.empty()) return true;
     if (words.size() > 1 || (words[0] != "on" && words[0] != "off")) return false;
@@ -162,7 +162,7 @@ Reply Player::Execute(std::string_view line) {
         return Refuse("there is no command " + Quote(words[0]) + "; 'help' lists them");
     };
     Reply reply = carry_out();
-    // A command in place of an answer says no.
+    // A command in place of an answer counts as no.
     if (reply.accepted && !unchanged.empty()) reply.lines.insert(reply.lines.begin(), unchanged);
     SettleEnd();
     return reply;
@@ -289,7 +289,7 @@ Reply Player::Next(Words words) {
     pondering_ = analysing_ = false;
     const CHSBRD before = plies_.back().before;
     plies_.pop_back();
-    // What the method answers with lacks the marks that the notation needs.
+    // The method's result lacks the marks that the notation needs.
     Append(made_, before, true);
     return Done(LastMoveText());
 }

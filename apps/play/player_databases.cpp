@@ -19,7 +19,7 @@ void Player::LeaveOutOwnDamage() {
     told_damage_ = damage;
 }
 
-/// Hands over what the player was begun with.
+/// Passes on the databases that the player was started with.
 void Player::OpenDatabases() {
     const DatabaseSettings& wanted = options_.databases;
     SettingsImage image = SettingsImage::Of(engine_);
@@ -126,7 +126,7 @@ Reply Player::Databases(Words words) {
 
 std::string Player::NewPathProblem(std::uint32_t control, const std::string& value) const {
     if (control == kThompsonPathEdit) return ThompsonPathProblem(value);
-    // A cache of another size has the engine look at the files anew, too.
+    // A cache of another size makes the engine look at the files again, too.
     const bool is_path = control == kNalimovPathEdit;
     std::string problem = NalimovPathProblem(is_path ? value : databases_.nalimov);
     return problem.empty() && is_path ? MissingFolder(value) : problem;

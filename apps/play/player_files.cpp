@@ -146,7 +146,7 @@ Reply Player::LoadSettings(const std::string& path) {
     LEVEL level{};
     HRESULT result = LoadInto(stream.Get());
     if (result == S_OK) result = engine_->get_LEVEL(&level);
-    // Entering the level sets the clocks, and refuses one that the file should not have.
+    // Entering the level sets the clocks, and refuses an invalid level in the file.
     if (result == S_OK) result = engine_->put_LEVEL(&level);
     if (result != S_OK) {
         LoadInto(old.Stream().Get());
@@ -175,7 +175,7 @@ PgnGame Player::Game() const {
                      {"White", engine_has(0) ? "Torval" : "?"},
                      {"Black", engine_has(1) ? "Torval" : "?"}};
     }
-    // A loaded game that was played on may have got another opening.
+    // A loaded game that was continued may now have another opening.
     const Opening* const opening = GameOpening();
     if (opening) {
         std::erase_if(game.tags, [](const auto& tag) {
@@ -261,7 +261,7 @@ bool Player::Replay(const PgnGame& game, std::string* error) {
         news_.clear();
     };
     for (const std::string& text : game.moves) {
-        // Drawn games may have gone on; only how the last move leaves it counts.
+        // Drawn games may have been continued; only the state after the last move counts.
         forget_end();
         const CHSBRD before = Position();
         MOVES made;
@@ -270,11 +270,11 @@ bool Player::Replay(const PgnGame& game, std::string* error) {
                      " cannot be played";
             return false;
         }
-        // Nor does a clock end it that ran out meanwhile.
+        // Nor does a clock that ran out meanwhile end it.
         if (made.iStatus == OutcomeGoesOn) forget_end();
         Append(made.MOVES[0], before, false);
     }
-    // Nobody's clock runs until a move is made here.
+    // Neither clock runs until a move is made here.
     engine_->StopGame();
     return true;
 }

@@ -30,7 +30,7 @@ std::string ManText(std::uint8_t code, bool ascii, bool dark_square) {
 
 bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
-/// The text with blanks behind it up to so many columns.
+/// The text padded with blanks to this many columns.
 std::string Padded(const std::string& text, std::size_t columns) {
     const std::string cut = Cut(text, columns);
     return cut + std::string(columns - Columns(cut), ' ');
@@ -103,7 +103,7 @@ std::vector<std::string> ScreenLines(const View& view) {
     std::vector<std::string> lines =
         BoardLines(view.board, has_last ? &view.last : nullptr, view.style);
 
-    // The clock of the side at the top stands at the top.
+    // The clock of the side at the top is shown at the top.
     const std::string white = "White " + view.white_clock + (view.board.color == 0 ? "  <" : "");
     const std::string black = "Black " + view.black_clock + (view.board.color != 0 ? "  <" : "");
     std::vector<std::string> right;

@@ -40,10 +40,11 @@ std::vector<std::string> BoardLines(const CHSBRD& board, const EVAR* last, Board
 
 std::vector<std::string> ScreenLines(const View& view);
 
-/// The text, cut to so many columns of UTF-8.
+/// The text, cut to this many columns of UTF-8.
 std::string Cut(const std::string& text, std::size_t columns);
 
-/// The lines, each broken at blanks where it takes more columns; a word longer than that stays whole.
+/// The lines, each broken at blanks where it takes more columns; a word longer than that is not
+/// broken.
 std::vector<std::string> Wrapped(const std::vector<std::string>& lines, std::size_t columns);
 
 /// Columns that the text takes, in UTF-8.

@@ -49,8 +49,8 @@ int Script::Run() {
     return refused_;
 }
 
-/// False at the end of the input. The engine gets on only while the input has nothing, so that a
-/// script that is there as a whole has the same answers each time.
+/// False at the end of the input. The engine proceeds only while no input is pending, so that a
+/// complete script gets the same answers each time.
 bool Script::NextLine(std::string* line, bool* too_long) {
     while (!reader_.Next(line, too_long)) {
         if (reader_.ended()) return false;

@@ -145,7 +145,7 @@ bool SettingsPages::Change(std::uint32_t number, const std::string& value, std::
             *answer = "the engine refuses the change";
             return false;
         }
-        // Activated anew, the page shows what was taken: a text that is no number was not.
+        // Activated again, the page shows what was accepted: a text that is not a number was not.
         page->Deactivate();
         page->Activate();
         const ControlInfo now = *Find(page.Get(), number);

@@ -15,7 +15,7 @@ namespace torval {
 
 class SettingsPages {
 public:
-    /// All pages that the engine names. One that cannot be had is left out.
+    /// All pages that the engine names. One that cannot be created is left out.
     SettingsPages(IUnknown* engine, Language language);
     ~SettingsPages();
     SettingsPages(const SettingsPages&) = delete;
@@ -24,7 +24,8 @@ public:
     /// A line for each control, under its page's title.
     std::vector<std::string> Lines() const;
 
-    /// Changes one control and applies its page. *answer is the control's new line, or why not.
+    /// Changes one control and applies its page. *answer is the control's new line, or the reason
+    /// for refusing.
     bool Change(std::uint32_t number, const std::string& value, std::string* answer);
 
 private:

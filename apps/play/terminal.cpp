@@ -78,7 +78,7 @@ private:
     void Edit(bool edits);
     /// Takes one key, and the line if that ends it.
     void TakeKey();
-    /// Wipes the prompt and what has been typed behind it; the next line is written there.
+    /// Erases the prompt and what has been typed after it; the next line is written there.
     void WipeLine();
     void Enter(std::string_view line);
     void Arrange();
@@ -102,7 +102,7 @@ private:
     bool ended_ = false;  ///< by the end of the input
     Size size_;
     bool has_screen_ = false;
-    bool covered_ = false;  ///< a long answer stands where the board was
+    bool covered_ = false;  ///< a long answer covers the board
     std::vector<std::string> drawn_;
     EVAR plain_last_{};
 };
@@ -138,7 +138,7 @@ void Terminal::Run() {
 }
 
 void Terminal::ShowWhatHappened() {
-    // A dialogue alone has the board behind the move that led to it.
+    // Without a divided screen the board follows the move that led to it.
     if (!has_screen_) TellAbove(player_.TakeNews());
     // Drawing reads the clocks, which is how a side is found to be out of time.
     if (!covered_) Draw();
@@ -154,7 +154,7 @@ void Terminal::SetUpEditor() {
     el_set(editor, EL_SIGNAL, 0);
     el_set(editor, EL_GETCFN, &Terminal::ReadCharacter);
     el_set(editor, EL_HIST, &history, typed_.List());
-    // Of narrow names the editor makes copies that it never frees.
+    // The editor makes copies of narrow names that it never frees.
     el_wset(editor, EL_ADDFN, L"torval-complete", L"Complete the word", &Terminal::Complete);
     el_wset(editor, EL_ADDFN, L"torval-end", L"Delete, or leave", &Terminal::EndOrDelete);
     constexpr std::array<std::array<const char*, 2>, 11> kKeys = {{
@@ -183,7 +183,7 @@ void Terminal::Edit(bool edits) {
 void Terminal::TakeKey() {
     int count = 0;
     const char* const typed = el_gets(editor_.get(), &count);
-    // An empty line is nothing typed, as is a terminal that is gone.
+    // An empty line counts as no input, as does a terminal that is gone.
     if (ended_ || (!typed && HasHungUp())) {
         Edit(false);
         Write("\n");
@@ -212,7 +212,7 @@ void Terminal::Enter(std::string_view line) {
     }
 }
 
-/// Divides the terminal and draws all of it anew.
+/// Divides the terminal and redraws all of it.
 void Terminal::Arrange() {
     const bool had_screen = has_screen_;
     size_ = TerminalSize();
@@ -223,7 +223,7 @@ void Terminal::Arrange() {
     covered_ = false;
     drawn_.clear();
     if (!has_screen_) {
-        // What was divided before is one again.
+        // Undoes the division of the terminal.
         if (had_screen) Write("\x1b[r\x1b[2J\x1b[H");
         return;
     }
@@ -271,7 +271,7 @@ void Terminal::TellHere(const std::vector<std::string>& lines) {
     std::fflush(stdout);
 }
 
-/// The Escape key looks like the beginning of another one: the game goes on until that comes.
+/// The Escape key looks like the start of a key sequence: the game goes on until the rest comes.
 int Terminal::ReadCharacter(EditLine*, wchar_t* character) {
     std::mbstate_t state{};
     for (;;) {
@@ -321,7 +321,7 @@ void Terminal::HandleInterrupt() {
     interrupted = 0;
     if (player_.IsThinking()) player_.Execute("stop");
     WipeLine();
-    // The line is given up, and with it the place in the history.
+    // The line is abandoned, and with it the place in the history.
     Edit(false);
     TellHere({"Stopped; 'quit' leaves."});
     Edit(true);

@@ -1,7 +1,7 @@
-// What a command talks to, and how it refuses input.
+// The streams a command uses, and how it refuses input.
 //
 // Errors   a command throws InputError for input it cannot use; the command line turns that into
-//          one line on `err` and exit code 2. Whatever was answered before stays answered.
+//          one line on `err` and exit code 2. Output already printed is kept.
 #pragma once
 
 #include <istream>
@@ -15,10 +15,10 @@ struct Console {
     std::ostream& out;
     std::ostream& err;
     bool err_is_terminal;         ///< progress is drawn there and nowhere else
-    bool in_is_terminal = false;  ///< somebody is there to answer a question put on `err`
+    bool in_is_terminal = false;  ///< a user is there to answer a question asked on `err`
 };
 
-/// Says in one line what is wrong with the input and where.
+/// One line that says what is wrong with the input and where.
 class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -26,7 +26,7 @@ public:
 
 enum ExitCode : int {
     ExitOk = 0,
-    ExitFailure = 1,   ///< the answer could not be computed or written
+    ExitFailure = 1,   ///< the result could not be computed or written
     ExitBadInput = 2,  ///< bad usage or bad input
 };
 

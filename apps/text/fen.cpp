@@ -36,7 +36,7 @@ constexpr int kMostMen = 32;  ///< of one side
 constexpr std::uint8_t ColourBit(int side) { return side == kWhite ? 16 : 8; }
 constexpr int TypeOf(std::uint8_t code) { return code & 7; }
 
-/// A man as the engine writes him, with the bits that tell how he attacks.
+/// A man as the engine encodes it, with the bits for how it attacks.
 constexpr std::uint8_t CodeOf(int side, int type) {
     constexpr std::array<std::uint8_t, 7> kAttackBits = {0, 0, 32, 128, 64, 192, 224};
     return static_cast<std::uint8_t>(type | ColourBit(side) |
@@ -44,7 +44,7 @@ constexpr std::uint8_t CodeOf(int side, int type) {
 }
 static_assert(CodeOf(kWhite, Queen) == 213 && CodeOf(kBlack, Knight) == 42);
 
-/// A castling letter, the bits that stand for losing it and where king and rook belong.
+/// A castling letter, the bits set when the right is lost, and the home squares of king and rook.
 struct CastlingRight {
     char letter;
     int side;
@@ -58,7 +58,7 @@ constexpr std::array<CastlingRight, 4> kRights = {CastlingRight{'K', kWhite, 0x0
                                                   CastlingRight{'k', kBlack, 0x10, 0x20, 63, 60},
                                                   CastlingRight{'q', kBlack, 0x40, 0x20, 56, 60}};
 
-/// Reads the fields one after the other; each reader answers false once `message` is set.
+/// Reads the fields one by one; each reader returns false once `message` is set.
 class Reader {
 public:
     std::optional<FenPosition> Read(std::string_view fen);
@@ -262,7 +262,7 @@ void Reader::GoBackBeforeDoubleStep(int stepper, int file) {
     const int taker = CodeOf(stepper ^ 1, Pawn);
     const int rank = target / 8;
     const bool can_be_taken = At(file - 1, rank) == taker || At(file + 1, rank) == taker;
-    // A step that leaves the own king attacked is not one that a game could have entered.
+    // A step that leaves its own king attacked could not have been played in a game.
     if (!can_be_taken || KingIsAttacked(stepper)) return;
 
     std::swap(board[origin], board[target]);

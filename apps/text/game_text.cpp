@@ -75,8 +75,9 @@ std::string NumberText(const CHSBRD& before, MoveCounts counts) {
 
 std::optional<int> MovesToMate(int score) {
     const int size = std::abs(score);
-    // An evaluation of a hopeless position may lie beyond the mate scores; at their end begins
-    // another scale, on which the Thompson databases count far wins and those by a pawn.
+    // An evaluation of a hopeless position may lie beyond the mate scores; beyond them begins
+    // another scale, on which the Thompson databases score distant wins and those that depend on a
+    // pawn.
     if (size <= kMateUnits - kMateDepthUnits || size > kMateUnits) return std::nullopt;
     // The score counts the plies to the position before the mating move.
     const int plies = kMateUnits - size + 1;

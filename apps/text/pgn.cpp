@@ -22,7 +22,7 @@ std::string TagLine(std::string_view name, std::string_view value) {
     std::string line = "[" + std::string(name) + " \"";
     for (const char c : value) {
         if (c == '"' || c == '\\') line += '\\';
-        // A tag stands on one line.
+        // A tag is on a single line.
         line += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
     }
     return line + "\"]\n";
@@ -35,7 +35,7 @@ const std::string* FindTag(const PgnGame& game, std::string_view name) {
     return nullptr;
 }
 
-/// Plies before a position, by its FEN; those of the usual start where it does not tell.
+/// Plies before a position, by its FEN; those of the usual start where the FEN has none.
 std::size_t FirstPly(std::string_view fen) {
     constexpr int kMost = 999'999'999;
     const std::vector<std::string_view> fields = SplitWords(fen);
@@ -84,7 +84,7 @@ private:
         while (InLine() && PgnTokens::IsBlank(tokens_.Peek())) TakeCharacter();
     }
 
-    /// A tag, which stands on one line; more tags or moves may follow there.
+    /// A tag, which is on a single line; more tags or moves may follow on it.
     void ReadTag(PgnGame* game) {
         line_.clear();
         TakeCharacter();
@@ -121,7 +121,7 @@ private:
         }
     }
 
-    /// One thing among the moves. True when it ends the game.
+    /// One element of the move text. True when it ends the game.
     bool ReadMoveText(PgnTokens::Token token, PgnGame* game) {
         using Token = PgnTokens::Token;
         in_moves_ = true;
@@ -166,7 +166,7 @@ private:
     std::string message_;
 };
 
-/// The move in the spelling that the engine's reader is surest about.
+/// The move in the spelling that the engine's reader understands most reliably.
 std::string Plain(std::string_view move) {
     std::string text;
     for (const char c : move) {

@@ -1,9 +1,9 @@
 // Games as files: PGN, the format that chess programs exchange games in.
 //
-// Shape    tags, then moves in standard algebraic notation. One game is written or read; what
-//          stands behind the first game of a text is left alone.
+// Shape    tags, then moves in standard algebraic notation. One game is written or read; anything
+//          after the first game of a text is ignored.
 // Reading  comments, variations, numeric glyphs, move numbers and marks such as "!?" are skipped.
-// Errors   text that says what is wrong; nothing has changed then.
+// Errors   a text that says what is wrong; nothing is changed then.
 // Source   the Portable Game Notation standard of 1994.
 #pragma once
 
@@ -18,7 +18,7 @@
 namespace torval {
 
 struct PgnGame {
-    std::vector<std::pair<std::string, std::string>> tags;  ///< but FEN, SetUp and Result
+    std::vector<std::pair<std::string, std::string>> tags;  ///< except FEN, SetUp and Result
     std::string fen;                                        ///< empty for the usual start
     std::vector<std::string> moves;
     std::string result = "*";
@@ -26,13 +26,14 @@ struct PgnGame {
     bool operator==(const PgnGame&) const = default;
 };
 
-/// The text of a game, ending in an empty line. The roster of seven tags comes first and whole.
+/// The text of a game, ending in an empty line. The roster of seven tags comes first and is
+/// complete.
 std::string WritePgn(const PgnGame& game);
 
 std::optional<PgnGame> ReadPgn(std::string_view text, std::string* error);
 
-/// DoMove for a move as other programs write it: the marks behind it may be missing or wrong, and a
-/// capital letter always is a piece.
+/// DoMove for a move in PGN: check and mate marks may be missing or wrong, and a capital letter is
+/// always a piece.
 HRESULT EnterPgnMove(IChessEngine* engine, std::string_view move, MOVES* made);
 
 }  // namespace torval

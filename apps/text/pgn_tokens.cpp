@@ -33,7 +33,7 @@ void PgnTokens::SkipByteOrderMark() {
 
 bool PgnTokens::Refill() {
     if (!in_) return false;
-    // What is left moves to the front, so that ComesNext can look ahead.
+    // The rest moves to the front, so that ComesNext can look ahead.
     std::memmove(buffer_.data(), buffer_.data() + at_, end_ - at_);
     end_ -= at_;
     at_ = 0;

@@ -23,7 +23,7 @@ void ProgressBar::Clear() {
 void ProgressBar::Draw() {
     constexpr std::size_t kWidth = 40;
     if (total_ == 0 || done_ > total_) return;
-    // Answers go to another stream; both may end on the same screen.
+    // Results go to another stream; both may end up on the same screen.
     console_.out << std::flush;
     const std::size_t full = kWidth * done_ / total_;
     console_.err << "\r[" << std::string(full, '#') << std::string(kWidth - full, '.') << "] "

@@ -17,7 +17,7 @@ public:
 
     void Step();
 
-    /// Wipes the bar off the screen, so that an answer can be printed where it stood.
+    /// Erases the bar, so that a result can be printed in its place.
     void Clear();
 
 private:

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
     throw std::runtime_error(QuoteName(path) + " cannot be written: " + why);
 }
 
-/// For the error that the system has just met.
+/// For the error in errno.
 [[noreturn]] void Fail(const std::string& path) { Fail(path, std::strerror(errno)); }
 
 const char* KindOf(mode_t mode) {
@@ -34,9 +34,9 @@ const char* KindOf(mode_t mode) {
     return "a device";
 }
 
-/// Where the bytes of a name belong, and what is there now.
+/// Where the bytes for a name are to be written, and what is there now.
 struct Target {
-    std::string path;  ///< no symbolic link
+    std::string path;  ///< not a symbolic link
     std::optional<struct stat> old;
 };
 
@@ -79,7 +79,8 @@ bool SetMode(int file, const std::optional<struct stat>& old) {
     constexpr mode_t kPermissions = 07777;
     constexpr mode_t kReadAndWrite = 0666;
     if (old) {
-        // Only root may give a file away; before the mode, which a new owner would lose bits of.
+        // Only root may change a file's owner; done before the mode, since a change of owner clears
+        // some mode bits.
         (void)!fchown(file, old->st_uid, old->st_gid);
         return fchmod(file, old->st_mode & kPermissions) == 0;
     }
@@ -88,7 +89,7 @@ bool SetMode(int file, const std::optional<struct stat>& old) {
     return fchmod(file, kReadAndWrite & ~mask) == 0;
 }
 
-/// Puts the new name itself on the disk. Some file systems cannot; the file is whole either way.
+/// Flushes the new name itself to disk. Some file systems cannot; the file is whole either way.
 void SyncDirectory(const std::string& path) {
     const auto parent = fs::path(path).parent_path();
     const int directory = open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_CLOEXEC);
@@ -97,12 +98,12 @@ void SyncDirectory(const std::string& path) {
     close(directory);
 }
 
-/// Of its own, as the target's name may be as long as names can be.
+/// Not derived from the target's name, which may already have the maximum length.
 std::string NameBeside(const std::string& path) {
     return (fs::path(path).parent_path() / ".torval-XXXXXX").string();
 }
 
-/// A file beside the target with all the bytes. It goes unless it has got the target's name.
+/// A temporary file beside the target. It is removed unless it has been renamed to the target.
 class FileBeside {
 public:
     FileBeside(const std::string& name, const Target& target, std::span<const std::uint8_t> bytes)
@@ -127,7 +128,7 @@ public:
         if (std::rename(path_.c_str(), target_.path.c_str()) != 0) Fail(name_);
         SyncDirectory(target_.path);
     }
-    /// False when something has the name already.
+    /// False when the name already exists.
     bool TakeFreeName() const {
         if (link(path_.c_str(), target_.path.c_str()) != 0) {
             if (errno == EEXIST) return false;

@@ -1,12 +1,12 @@
-// The one way in which the program writes a user's file: a name leads to the old bytes or to the new
-// ones, never to a part of them.
+// Replaces a user's file atomically: a reader sees the old content or the new, never a part.
 //
-// Name     a symbolic link stands for the file behind it, which need not exist yet.
-// Refused  what is there and no regular file (a device, a pipe, a socket, a folder), and a file that
-//          the user may not write.
-// Mode     an existing file keeps its mode, and its owner where the system allows that; a new one gets
-//          what the umask leaves.
-// Errors   std::runtime_error with a sentence that names the file; what was there is unchanged then.
+// Name     a symbolic link stands for the file it points to, which need not exist yet.
+// Refused  anything that is not a regular file (a device, a pipe, a socket, a folder), and a file
+//          that the user may not write.
+// Mode     an existing file keeps its mode, and its owner where the system allows it; a new one
+//          gets the mode that the umask allows.
+// Errors   std::runtime_error with a sentence that names the file; the old content is unchanged
+//          then.
 #pragma once
 
 #include <cstdint>
@@ -18,20 +18,20 @@
 
 namespace torval {
 
-/// Writes the bytes to a file beside `path`, makes the disk hold them, gives them the name and makes
-/// the disk hold that too.
+/// Writes the bytes to a file beside `path`, flushes it to disk, renames it and flushes the
+/// directory too.
 void ReplaceFile(const std::string& path, std::span<const std::uint8_t> bytes);
 void ReplaceFile(const std::string& path, std::string_view text);
 
-/// The same for a name that must be free. False, and nothing written, when something has it already.
+/// The same for a name that must not exist yet. False, and nothing written, when it does.
 bool CreateFile(const std::string& path, std::span<const std::uint8_t> bytes);
 
 /// Whether there is a file that ReplaceFile would replace. Throws for what it would refuse.
 bool WouldReplace(const std::string& path);
 
-/// For a file that the user named as new output, before the work begins: one that is there is asked
-/// about at a terminal, and refused elsewhere unless `force` is set. The hint "--force replaces it"
-/// goes with the refusal.
+/// For a file that the user named as new output, before the work begins: if it exists, asks at a
+/// terminal and refuses elsewhere, unless `force` is set. The hint "--force replaces it" goes with
+/// the refusal.
 void AllowNewOutput(const std::string& path, bool force, Console& console);
 
 }  // namespace torval

@@ -30,10 +30,10 @@ std::string CastlingText(std::uint8_t to) {
     return FileOf(to) == kShortCastlingFile ? "O-O" : "O-O-O";
 }
 
-/// The annotations speak of knights, rooks and queens only. A bishop move is also doubtful when
-/// another bishop runs on squares of the same colour, and when a pawn of the b-file stands to take
-/// on the same square: a capital B may name that file. Whether those can really move is not asked;
-/// an origin too many does no harm.
+/// The annotations cover knights, rooks and queens only. A bishop move is also doubtful when
+/// another bishop runs on squares of the same colour, and when a pawn of the b-file could capture
+/// on the same square: a capital B may name that file. Whether these can really move is not
+/// checked; a superfluous origin is harmless.
 bool IsDoubtful(const EVAR& move, const CHSBRD& before) {
     if ((move.flags & 7) != kBishop || (move.flags & (kCastling | kPromotion))) return false;
     const auto has_own = [&before](int rank, int file, int type) {

@@ -18,27 +18,27 @@ namespace torval {
 
 enum class SanSign { None, Check, Mate };
 
-/// Everything that the notation of a move depends on.
+/// Everything the notation of a move depends on.
 struct SanMove {
     int type;
     std::uint8_t from;
     std::uint8_t to;
     bool takes;
-    int promotion = 0;  ///< the type made, 0 for none
+    int promotion = 0;  ///< the resulting type, 0 for none
     bool castles = false;
     bool needs_file = false;
     bool needs_rank = false;
     SanSign sign = SanSign::None;
 
-    /// Names as much of the origin as tells the move from those of other men of its type to the
-    /// same square, which come from `others`: the file, else the rank, else both.
+    /// Gives as much of the origin as distinguishes the move from those of other men of its type to
+    /// the same square, which come from `others`: the file, else the rank, else both.
     void TellFrom(std::span<const std::uint8_t> others);
 };
 
 /// A move of the engine, with what its annotations say about origin and sign.
 SanMove SanMoveOf(const EVAR& move);
 
-/// "Nbd2", "exd8=Q+", "O-O#". Nothing is said about a pawn's origin but the file it takes from.
+/// "Nbd2", "exd8=Q+", "O-O#". A pawn's origin is omitted except for the file it captures from.
 std::string WriteSan(const SanMove& move);
 
 /// The notation of a move that the engine reports as made in the position `before`, or in its final
@@ -74,7 +74,7 @@ struct SanPattern {
 
 /// Reads standard algebraic notation, the long one ("Ng1-f3", "e2xd3") and coordinates ("e2e4",
 /// "e7e8q"). Check and mate signs, marks such as "!?" and "e.p." may be missing or wrong. A capital
-/// B is a bishop, a small b a file, or the bishop that a coordinate move promotes to. None for a
+/// B is a bishop, a small b a file, or the bishop that a coordinate move promotes to. nullopt for a
 /// text that cannot be a move.
 std::optional<SanPattern> ReadSan(std::string_view text);
 

@@ -1,4 +1,4 @@
-// Small services for text that comes from outside.
+// Helpers for text from users and files.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ std::string JoinWords(const std::vector<std::string>& words);
 /// anything else.
 bool ReadNumber(std::string_view word, int least, int most, int* number);
 
-/// The small letter of a capital A to Z, else the character itself.
+/// The lower-case letter for A to Z, else the character itself.
 constexpr char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 /// Whether this answers a question with yes.
@@ -28,10 +28,10 @@ std::string QuoteName(std::string_view name);
 
 /// A name as a person types it: "~" at its start, alone or before a slash, is $HOME.
 std::string ExpandHome(std::string name);
-/// The same for each name of a list that these characters divide.
+/// The same for each name of a list separated by these characters.
 std::string ExpandHomes(std::string_view list, std::string_view separators);
 
-/// Foreign text for a message, in quotes: short, and on one line whatever its bytes are.
+/// Text from outside for a message, in quotes: short, and on one line whatever its bytes are.
 std::string Quote(std::string_view text);
 
 }  // namespace torval

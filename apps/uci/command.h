@@ -2,8 +2,8 @@
 //
 // Range    numbers are clamped to 0 .. kLargestNumber, except increments and clocks, which may be
 //          negative in a lost game and are clamped from below at -kLargestNumber.
-// Errors   none: unknown words are passed over, a value that cannot be read counts as not given,
-//          and a line in which nothing is known asks for nothing.
+// Errors   none: unknown words are skipped, a value that cannot be read counts as not given, and a
+//          line without any known word does nothing.
 // Thread   pure functions.
 #pragma once
 
@@ -50,14 +50,14 @@ struct Command {
     bool debug_on = false;           ///< Debug
     std::string name;                ///< SetOption
     std::string value;               ///< SetOption; empty when none was given
-    std::optional<std::string> fen;  ///< Position; none when the line names no position
+    std::optional<std::string> fen;  ///< Position; nullopt when the line names no position
     std::vector<std::string> moves;  ///< Position, as written
     GoLimits limits;                 ///< Go
 };
 
 Command ParseCommand(std::string_view line);
 
-/// A whole number within the limits above; none when the text is something else.
+/// A whole number within the limits above; nullopt when the text is something else.
 std::optional<std::int64_t> ParseNumber(std::string_view text);
 
 }  // namespace torval

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::int64_t kDeepest = 30;
 
-/// A mate in n is 2n - 1 plies deep; what the search cuts short, it finds a little later.
+/// A mate in n is 2n - 1 plies deep; a mate hidden by pruning is found a little later.
 constexpr std::int64_t kPliesBeyondMate = 3;
 
 /// How long the engine may take to obey. Far beyond any search, so that only a broken one gets here.
@@ -134,7 +134,7 @@ int Computation::Step() {
     if (!running_) return -1;
     if (final_) {
         if (final_->vlen == 0 && !skipped_.empty()) {
-            // None of the moves that were to be searched can be played: the wish is void.
+            // None of the moves to be searched can be played, so the restriction is dropped.
             skipped_.clear();
             Start();
             return kRepeatMs;

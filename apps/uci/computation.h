@@ -1,9 +1,9 @@
 // One `go` at a time: what it asks of the engine, when it ends, and the one answer it gets.
 //
 // Purpose  the engine's levels know depths and whole seconds. All other limits are kept here: the
-//          engine computes without a limit of its own and is told to move when one is reached, again
-//          and again until its final result is here, since a word that comes before the computation
-//          has begun is lost.
+//          engine computes without a limit of its own and is told to move when one is reached,
+//          repeatedly until its final result arrives, since a request that comes before the
+//          computation has begun is lost.
 // Units    milliseconds of a steady clock.
 // Thread   the session's. Heard... arrive while the session waits.
 // Errors   SessionError when the engine does not begin or does not come to an end.
@@ -38,14 +38,14 @@ public:
     /// A `go` waits for its answer.
     bool running() const { return running_; }
 
-    /// Has the search end and the answer given, at the next Step that can.
+    /// Ends the search and sends the answer, at the next Step that can.
     void Stop() { stop_wanted_ = running_; }
 
     /// The expected move was played: the clock runs from now on.
     void PonderHit(Clock::time_point now);
 
-    /// Does what is due. Answers how long the caller may sleep unless something is heard, -1 for
-    /// ever.
+    /// Does what is due. Returns how long the caller may sleep unless a message arrives, -1 for no
+    /// limit.
     int Step();
 
     void HeardLine(const MAINVAR& line);
@@ -74,9 +74,9 @@ private:
     bool running_ = false;
     bool pondering_ = false;
     bool stop_wanted_ = false;
-    bool enough_ = false;  ///< a limit was reached that is not looked up each time
+    bool enough_ = false;  ///< a limit was reached that is not checked each time
     bool stalemate_ = false;
-    int depth_ = 0;                 ///< of the iteration that goes on
+    int depth_ = 0;                 ///< of the current iteration
     int root_moves_ = 0;            ///< in it
     Clock::time_point first_told_;  ///< when the engine was first told to move
     bool told_ = false;

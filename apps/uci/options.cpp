@@ -19,11 +19,11 @@ enum class Kind {
     Check,         ///< a bit of a setting
     Button,        ///< Clear Hash
     Hash,          ///< the table's size in megabytes
-    Ponder,        ///< told to the user interface only: it decides
+    Ponder,        ///< only announced to the user interface, which decides
     Overhead,      ///< the host's own
     CaptureDepth,  ///< how far below the horizon captures are searched; 0: to their end
     OwnBook,       ///< play from the books
-    BookFile,      ///< a book that stands for the usual one
+    BookFile,      ///< a book that replaces the usual one
     BookMode,      ///< how its moves are chosen
     NalimovPath,   ///< directories of endgame databases; empty for none
     NalimovCache,  ///< for their blocks, in megabytes
@@ -72,7 +72,7 @@ constexpr std::array kOptions = {
 /// The values of BookMode, in the order of the engine's setting.
 constexpr std::array<std::string_view, 4> kBookModes = {"Best", "Games", "Score", "Even"};
 
-/// How the protocol writes a text of no characters.
+/// How the protocol writes an empty text.
 constexpr std::string_view kEmptyText = "<empty>";
 
 constexpr const char* kTooLate = " would have to be set before the first position or go";
@@ -217,7 +217,7 @@ std::string ProtocolOptions::SetBookMode(const std::string& value) {
 
 std::string ProtocolOptions::SetBookFile(const std::string& value) {
     std::string file = SameName(value, kEmptyText) ? std::string() : ExpandHome(value);
-    // A relative name is the user's, not one beside the program.
+    // A relative name refers to the current directory, not to the program's.
     if (!file.empty()) file = std::filesystem::absolute(file).string();
     if (!image_.Set(settings::kUserBookName, file)) {
         return "the name of a book has at most 255 characters";
@@ -259,7 +259,7 @@ void ProtocolOptions::UseDatabases() {
     changed_ = true;
 }
 
-/// The usual books or the one that stands for them, while the engine is to use any.
+/// The usual books or the one that replaces them, while the engine is to use any.
 void ProtocolOptions::UseBooks() {
     const std::uint32_t books = book_file_.empty() ? BookUseMain : BookUseUser;
     const std::uint32_t others = image_.Get(settings::kBookUse) & ~(BookUseMain | BookUseUser);
@@ -268,7 +268,7 @@ void ProtocolOptions::UseBooks() {
 }
 
 void ProtocolOptions::SetMainBook(const std::string& file) {
-    // The engine opens the other book only behind a main book.
+    // The engine opens the user book only after a main book.
     image_.Set(settings::kMainBookName, file.empty() ? book_file_ : file);
 }
 

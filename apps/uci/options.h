@@ -20,9 +20,8 @@ public:
     /// One `option` line for each.
     void Describe(LineWriter* out) const;
 
-    /// Takes a value; names are matched whatever their case. A number out of range becomes the
-    /// nearest in it. Answers what has to be said about it, or an empty text. A pressed button is
-    /// left to the caller.
+    /// Takes a value; names are matched whatever their case. A number out of range is clamped.
+    /// Returns a message about it, or an empty text. A pressed button is left to the caller.
     std::string Set(std::string_view name, const std::string& value);
 
     /// The engine has started with these settings; `in_use` is what it made of them. The table's
@@ -36,7 +35,7 @@ public:
 
     /// The book to play from while BookFile names no other; empty for none.
     void SetMainBook(const std::string& file);
-    /// The file that stands for these; empty for none.
+    /// The file that replaces these; empty for none.
     const std::string& book_file() const { return book_file_; }
     bool own_book() const { return own_book_; }
 
@@ -69,7 +68,7 @@ private:
     bool fixed_ = false;
     bool table_exists_ = true;
     bool changed_ = false;
-    bool nalimov_changed_ = true;  ///< the engine may have been told by somebody else before
+    bool nalimov_changed_ = true;  ///< another caller may have told the engine before
 };
 
 }  // namespace torval

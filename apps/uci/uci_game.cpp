@@ -11,7 +11,7 @@ namespace torval {
 
 namespace {
 
-/// The record holds 400 plies and no computation fits behind the last; a few are kept free.
+/// The record holds 400 plies and no computation fits after the last; a few are kept free.
 constexpr int kLastPly = 392;
 
 /// What stays in the record when no move of it was irreversible: draws are found in these.

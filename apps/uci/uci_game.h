@@ -1,9 +1,9 @@
 // The position of the protocol, kept in the engine's game record.
 //
-// Purpose  a list of moves that continues the last one, or differs at its end, is entered by what
-//          differs, so that the engine keeps what it has learnt. A game longer than the engine's
-//          record begins anew, in the record, after its last capture or pawn move: nothing before
-//          that can come about again.
+// Purpose  a list of moves that continues the last one, or differs at its end, is entered from
+//          where it differs, so that the engine keeps what it has learnt. A game longer than the
+//          engine's record restarts in the record after its last capture or pawn move: no position
+//          before that can occur again.
 // Thread   the session's. No computation may run.
 #pragma once
 
@@ -20,11 +20,11 @@ public:
     /// The engine must outlive this; its game is the initial position after the first Set.
     explicit ProtocolGame(IChessEngine2* engine) : engine_(engine) {}
 
-    /// Makes the engine forget everything; the initial position stands.
+    /// Makes the engine forget everything and sets up the initial position.
     void Renew();
 
-    /// Sets up the position. Answers what is wrong with it, or an empty text. A position that cannot
-    /// be set up changes nothing; a move that cannot be played ends the list.
+    /// Sets up the position. Returns what is wrong with it, or an empty text. A position that
+    /// cannot be set up changes nothing; a move that cannot be played ends the list.
     std::string Set(const std::string& fen, const std::vector<std::string>& moves);
 
     /// Whether the engine's position is one that was set here.

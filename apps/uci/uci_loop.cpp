@@ -72,7 +72,7 @@ private:
     ProtocolGame game_;
     ProtocolOptions options_;
     DatabaseWords words_;
-    std::string told_damage_;         ///< what was last said of the program's own directory
+    std::string told_damage_;         ///< the last remark about the program's own directory
     std::string fen_ = kStartFen;     ///< as the last `position` had it
     std::vector<std::string> moves_;  ///< likewise
     bool debug_ = false;
@@ -134,8 +134,8 @@ void UciLoop::Handle(const Command& command) {
     }
 }
 
-/// The first time: all options that were set by now become one stream of settings. Only what needs
-/// the engine comes here, since some options count no more once it has started.
+/// The first time: all options that were set by now become one stream of settings. Only commands
+/// that need the engine call this, since some options have no effect once it has started.
 void UciLoop::Start() {
     if (session_.started()) return;
     const BookFiles books = PrepareMainBook();
@@ -151,7 +151,7 @@ void UciLoop::Start() {
     OpenBookFile();
 }
 
-/// The engine tells only here whether it could open its books.
+/// Only here does the engine report whether it could open its books.
 void UciLoop::OpenBookFile() {
     const std::string& file = options_.book_file();
     if (file.empty()) return;
@@ -171,7 +171,7 @@ void UciLoop::LeaveOutDamage() {
     Remark(options_.Set("NalimovPath", {}));
 }
 
-/// Only here, and at the first start in the process, the engine looks for files.
+/// Only here, and at the first start in the process, does the engine look for files.
 void UciLoop::UseNalimovPath() {
     if (!options_.TakeNalimovChange()) return;
     LeaveOutDamage();

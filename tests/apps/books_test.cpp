@@ -47,7 +47,7 @@ TEST_F(HostBooks, TheUserBookBeginsEmptyAndStays) {
     const auto size = fs::file_size(files.user);
     EXPECT_EQ(PrepareBooks(book_).user, files.user);
     EXPECT_EQ(fs::file_size(files.user), size);
-    // Nowhere to put it: said in words.
+    // Nowhere to put it: reported in words.
     std::ofstream(home_ / "file") << "";
     setenv("XDG_DATA_HOME", (home_ / "file").c_str(), 1);
     const BookFiles none = PrepareBooks(book_);
@@ -56,7 +56,8 @@ TEST_F(HostBooks, TheUserBookBeginsEmptyAndStays) {
     EXPECT_THAT(none.remarks[0], HasSubstr("there is no user book"));
 }
 
-/// Until it goes, files that are not everyone's are closed to this process also when root runs it.
+/// While it lives, files without permission for others are closed to this process even when root
+/// runs it.
 class WithoutRights {
 public:
     WithoutRights() {

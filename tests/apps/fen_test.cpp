@@ -183,7 +183,7 @@ TEST_P(FenEnPassant, PlaysTheDoubleStepOnlyWhereItCanBeTaken) {
     const int first_ply = read->board.color == Black ? 2 : 1;
     EXPECT_EQ(GamePly.load(), first_ply + (played ? 1 : 0));
     EXPECT_EQ(EnPassantCaptures() > 0, played);
-    // But for what a double step adds, both ways lead to the same position.
+    // Apart from what a double step adds, both ways lead to the same position.
     const auto board = position.Board;
     const auto key = position.key;
     ASSERT_TRUE(SetUpFen(fen.substr(0, fen.size() - 2) + "-", &error)) << error;

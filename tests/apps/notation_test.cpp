@@ -74,7 +74,7 @@ TEST_F(NotationTest, AlgebraicLineFollowsTheMovesAndPutsEverythingBack) {
     const PlyRecord* const top = game_record.top;
     const PlyRecord above = *(top + 1);
     const std::vector<std::string> texts = AlgebraicLine(line);
-    // The rook on h1 can also take on h8: the file is shared with none, so the file tells.
+    // The rook on h1 can also capture on h8: no other rook is on this file, so the file is enough.
     EXPECT_EQ(texts, (std::vector<std::string>{"Rxa8+", "Ke7", "Raxh8", "Kd6"}));
     EXPECT_EQ(position.Board, before.Board);
     EXPECT_EQ(position.key, before.key);

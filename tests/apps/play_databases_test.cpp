@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-/// Other tests leave the one engine of this process with tables and listeners of their own.
+/// Other tests leave this process's only engine with tables and listeners of their own.
 class HostDatabases : public testing::Test {
 protected:
     static void SetUpTestSuite() { tables = std::make_unique<MadeTables>(); }

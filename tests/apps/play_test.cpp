@@ -20,7 +20,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// A clock that goes on only when it is told to.
+/// A clock that advances only when told to.
 class HeldClock {
 public:
     HeldClock() {
@@ -81,7 +81,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(Play, AsksBeforeItReplacesAFile) {
     struct Row {
-        const char* script;  ///< FILE stands for a file that is there
+        const char* script;  ///< FILE stands for an existing file
         bool replaced;
         const char* last;  ///< reply
     };
@@ -116,7 +116,7 @@ TEST(Play, AsksBeforeItReplacesAFile) {
     std::filesystem::remove(file);
 }
 
-/// A game with an illegal move, which is refused only when half of it has been entered.
+/// A game with an illegal move, which is refused only after half of it has been entered.
 class BadGameTest : public testing::Test {
 protected:
     BadGameTest() { std::ofstream(file_) << "1. e4 e5 2. Ke3 *\n"; }

@@ -43,7 +43,7 @@ public:
     ~Terminal() {
         close(slave_);
         close(master_);
-        // Without its terminal it ends too.
+        // It also ends when its terminal is gone.
         if (child_ > 0) waitpid(child_, nullptr, 0);
     }
     Terminal(const Terminal&) = delete;
@@ -52,7 +52,7 @@ public:
     void Type(const std::string& keys) {
         ASSERT_EQ(write(master_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     }
-    /// Waits until the text has been written, and forgets all up to there.
+    /// Waits until the text has been written, and discards everything up to it.
     void Await(const std::string& text) {
         constexpr std::chrono::seconds kPatience(60);
         if (testing::Test::HasFatalFailure()) return;
@@ -79,7 +79,7 @@ public:
         int status = -1;
         if (testing::Test::HasFatalFailure()) return -1;
         for (int i = 0; i < kPatience; ++i) {
-            // What it still writes must not fill the terminal up.
+            // What it still writes must not fill the terminal's buffer.
             pollfd ready = {.fd = master_, .events = POLLIN, .revents = 0};
             if (poll(&ready, 1, kStep.count()) == 1) {
                 std::array<char, 4096> bytes;
@@ -120,7 +120,7 @@ private:
     pid_t child_ = -1;
     termios before_{};
     std::string shown_;
-    std::string sequence_;  ///< one that has begun
+    std::string sequence_;  ///< one that is incomplete
 };
 
 class PlayTerminalTest : public testing::Test {
@@ -164,7 +164,7 @@ TEST_F(PlayTerminalTest, PlaysCompletesAndRemembers) {
     terminal.Await("a  b  c  d  e  f  g  h");
     terminal.Type(std::string(kUp) + kUp + kUp);
     terminal.Await("f3");
-    // A line that is wiped and typed anew; a man is one character, of three bytes.
+    // A line that is erased and typed again; a man is one character of three bytes.
     terminal.Type("\x15");
     terminal.Type(
         "a\xE2\x99\x9E\x7F\x7F"
@@ -187,7 +187,7 @@ TEST_F(PlayTerminalTest, KnowsWhatEarlierSessionsTyped) {
         first.Await("torval> ");
         first.Type("moves\r");
         first.Await("No moves yet.");
-        // Only at its prompt the program reads keys; before, this one would be the terminal's.
+        // The program reads keys only at its prompt; before, the terminal would handle this one.
         first.Await("torval> ");
         first.Type("\x04");
         EXPECT_EQ(first.ExitCode(), 0) << "the end of input leaves too";

@@ -49,7 +49,8 @@ TEST_F(GenerateMovesTest, TakesDirectionsInTableOrder) {
             for (const std::string& text : GenerationOrder(GenerateMoves())) {
                 if (text.substr(0, 2) == (white ? "d4" : "d5")) from_centre.push_back(text);
             }
-            // Directions are those of the board, not of the side: only the knight stands alone.
+            // Directions are those of the board, not of the side. Only the knight has no men around
+            // it.
             Texts expected;
             for (const std::string& to : Words(row.nearest)) {
                 const char rank = white ? to[1] : static_cast<char>(to[1] + 1);
@@ -168,7 +169,7 @@ TEST_F(GenerateMovesTest, CapturesEnPassantOnlyRightAfterADoubleStep) {
         const char* played;
         const char* captures;  // in order of generation
     };
-    // On the outer files the other neighbour is off the board, where the game's copy lies.
+    // On the outer files the other neighbour is off the board, where the game's copy is.
     const Row rows[] = {
         {"Right Neighbour First", "k7/3p4/8/2P1P3/8/8/8/K7 b", "d7d5", "e5d6 c5d6"},
         {"Black Right First Too", "k7/8/8/8/2p1p3/8/3P4/K7 w", "d2d4", "e4d3 c4d3"},

@@ -31,7 +31,7 @@ Squares SquaresNamed(std::string_view names) {
     return squares;
 }
 
-/// Everything that making a move keeps in step and that has one right value for a board.
+/// Everything that making a move updates and that has one correct value for a board.
 void ExpectSameState(const Position& a, const Position& b) {
     EXPECT_EQ(a.Board, b.Board);
     EXPECT_EQ(a.pieces, b.pieces);
@@ -48,7 +48,7 @@ void ExpectSameState(const Position& a, const Position& b) {
     }
 }
 
-/// The working position against one that is computed anew from the board.
+/// Compares the working position with one computed from scratch from the board.
 void ExpectSameAsRecomputed() {
     EXPECT_TRUE(PositionIsSound());
     const Position made = position;
@@ -78,7 +78,7 @@ void CheckMove(Move move) {
     EXPECT_EQ(PrimaryKey(position.key) >> 31, us == White ? 1U : 0U);
     const bool resets = move.capture != 0 || (move.flags & 7) == Pawn;
     EXPECT_EQ(position.FiftyCounter, resets ? 0 : before.FiftyCounter + 1);
-    // The mover keeps its place; a man taken leaves a gap that closes.
+    // The mover keeps its place; a captured man leaves a gap, which is closed.
     Squares mine = lists[us];
     std::ranges::replace(mine, move.from, move.to);
     Squares theirs = lists[!us];

@@ -95,7 +95,7 @@ TEST_F(PositionTest, ReadsTheLowFiveBitsOfEveryByte) {
         CHSBRD board = Stored();
         board.board[27] = static_cast<std::uint8_t>(byte);
         const int low = byte & 31;
-        // Another king is refused for being the second.
+        // Another king is refused as a second one.
         const bool accepted = byte == 0 || (low >= 9 && low <= 13) || (low >= 17 && low <= 21);
         EXPECT_EQ(ValidatePosition(&board), accepted ? StatusOk : StatusBadPosition) << byte;
         if (!accepted || byte == 0) continue;

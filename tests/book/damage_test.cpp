@@ -1,4 +1,5 @@
-// Damaged books and failing disks: nothing breaks, nothing runs for ever, and the damage is told.
+// Damaged books and failing disks: nothing crashes, nothing runs endlessly, and the damage is
+// reported.
 
 #include <algorithm>
 #include <set>
@@ -85,7 +86,7 @@ protected:
     }
 };
 
-/// The bits that may be anything in a whole book: scores, flags, counts, what keys have beside
+/// The bits that may have any value in a sound book: scores, flags, counts, what keys have beside
 /// their slot, comment and reserved fields.
 std::vector<std::uint8_t> FreeBits(const Bytes& book) {
     std::vector<std::uint8_t> free(book.size());
@@ -239,7 +240,7 @@ TEST_F(BookDamageTest, AHeaderThatCountsTooMuchMakesNoLongFile) {
 int steps_left = 0;
 DiskStep failed_step = DiskStep::Seek;
 
-/// The moves of all records, a position that stands in two blocks counting once.
+/// The moves of all records, a position that is in two blocks counting once.
 std::set<std::pair<HashKey, std::pair<int, int>>> MovesIn(const std::string& path) {
     std::set<std::pair<HashKey, std::pair<int, int>>> moves;
     (void)CheckBook(path, [&](HashKey key, auto entries) {

@@ -107,7 +107,7 @@ struct WalkedGame {
     }
 };
 
-/// Few moves are played often, so that lines meet again.
+/// A few moves are played often, so that lines meet again.
 WalkedGame PlayRandomGame(TestRandom* random, const std::string& fen, int plies, char version) {
     std::string error;
     EXPECT_TRUE(SetUpFen(fen, &error)) << error;
@@ -212,7 +212,7 @@ TEST_P(BookWalkTest, EditsDoWhatAPlainMapDoes) {
         fullest = std::max(fullest, report.most_entries);
         longest_chain = std::max(longest_chain, report.longest_chain);
     }
-    // The walk reached what it is for; a shortened one may not.
+    // The walk reached the cases it is meant for; a shortened one may not.
     if (kSanitized) return;
     EXPECT_EQ(fullest, model.most_moves);
     EXPECT_GE(longest_chain, 5U);

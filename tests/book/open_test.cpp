@@ -1,4 +1,4 @@
-// Which files are books, where they are looked for, and what a damaged chain comes to.
+// Which files are books, where they are looked for, and what happens to a damaged chain.
 
 #include <algorithm>
 
@@ -152,13 +152,13 @@ TEST_F(OpenTest, DeletingRescoresThePositionsBefore) {
     EXPECT_EQ(Moves(), (std::vector<std::string>{"f2f4 -15 80"}));
     TakeBack(1);
     EXPECT_EQ(Moves(), (std::vector<std::string>{"e7e5 -40 80"}));
-    // With two, the positions before learn of it.
+    // With two, the positions before are rescored.
     Play("e7e5 g1f3");
     ASSERT_EQ(AddBookMoves(0, 1, 40, 0), StatusOk);
     ASSERT_EQ(DelBookMoves(0, 2), StatusOk);
     TakeBack(2);
     EXPECT_EQ(Moves(), (std::vector<std::string>{"e7e5 15 80"}));
-    // The last move of a position takes the position, and the move before it, along.
+    // Removing the last move of a position also removes the position and the move before it.
     Play("e7e5 f2f4");
     ASSERT_EQ(DelBookMoves(0, kAllPlies), StatusOk);
     NewGame();

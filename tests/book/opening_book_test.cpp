@@ -70,7 +70,7 @@ TEST_F(OpeningBookTest, TheShippedOneIsWholeAndPlaysSensibly) {
     // The French Defence by another order of moves than the table has.
     EXPECT_THAT(Played("e2e4 e7e6 d2d4 d7d5"), IsSupersetOf({"b1c3", "e4e5"}));
     EXPECT_THAT(Played("d2d4 e7e6 e2e4 d7d5"), IsSupersetOf({"b1c3", "e4e5"}));
-    // What has a name and loses at once is known, so as to be recognised, but excluded.
+    // A named move that loses at once is in the book, so that it is recognised, but excluded.
     for (const auto& [moves, blunder] : {std::pair{"f2f3 e7e5", "g2g4"},
                                          std::pair{"g2g4 e7e5", "f2f3"},
                                          std::pair{"d2d4 d7d5 c2c4 d5c4 e2e3 e7e5", "d1b3"},
@@ -91,7 +91,7 @@ TEST_F(OpeningBookTest, LinesMeetAndLossesCount) {
     const std::string_view losses[] = {"e2e4 e7e5\tf2f4\t60", "e2e4 c7c5\td1h5\t100"};
     Use(MakeBook(lines, losses));
     EXPECT_THAT(Played(""), UnorderedElementsAre("e2e4", "g1f3"));
-    // No line has 1. Nf3 e5 2. e4, but two have the positions before and behind that move.
+    // No line has 1. Nf3 e5 2. e4, but two have the positions before and after that move.
     EXPECT_THAT(Played("g1f3 e7e5"), UnorderedElementsAre("e2e4"));
     EXPECT_THAT(Played("e2e4 e7e5"), UnorderedElementsAre("g1f3", "f2f4", "f1c4"));
     EXPECT_THAT(Moves(), UnorderedElementsAre("g1f3 0 00", "f1c4 0 00", "f2f4 -10 80"));

@@ -1,4 +1,5 @@
-// Books of an independent implementation, the moves that they hold, and what edits make of them.
+// Books made for this project by a second implementation, the moves they hold, and the results of
+// edits.
 
 #include <fstream>
 #include <nlohmann/json.hpp>

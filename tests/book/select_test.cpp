@@ -40,7 +40,7 @@ protected:
         NewGame();
     }
 
-    /// The book moves placed in front, in order, with their scores behind a blank.
+    /// The book moves placed in front, in order, each followed by a blank and its score.
     static std::vector<std::string> Select() {
         MoveList& root = GenerateLegal();
         const std::uint32_t count = SelectBookMoves(&root);

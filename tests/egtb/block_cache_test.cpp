@@ -118,7 +118,7 @@ TEST_F(BlockCacheTest, FourMegabytesAreFiveHundredAndSevenSlots) {
     EXPECT_EQ(ReadTablebaseByte(1, 0, 2, 5), kUnknownValue);
 }
 
-/// A list of blocks, the last used first, is the second opinion about what is in the cache.
+/// Checks the contents of the cache against a plain list of blocks, the last used first.
 TEST_F(BlockCacheTest, KeepsTheBlocksThatWereUsedLast) {
     constexpr std::size_t kSlots = 12;
     GiveSlots(kSlots);

@@ -36,7 +36,7 @@ ErrorCode DecodeFrom(const Bytes& file,
                      const CompressedFileInfo& info,
                      std::uint32_t block,
                      std::span<std::uint8_t> out) {
-    // A copy of its very size, so that reading beyond it is seen.
+    // A copy of exactly its size, so that reading beyond it is detected.
     const auto begin = file.begin() + static_cast<std::ptrdiff_t>(info.offsets[block]);
     const Bytes compressed(begin, begin + info.CompressedSizeOf(block));
     return DecodeBlock(info, block, compressed, out);
@@ -66,7 +66,7 @@ bool HasLongCodes(const Bytes& file) {
            });
 }
 
-TEST(Container, FilesOfAnotherCompressorAreReadAndPackedNoWorse) {
+TEST(Container, FilesOfTheSecondCompressorAreReadAndPackedNoWorse) {
     struct Case {
         const char* name;
         std::size_t size;
@@ -107,7 +107,7 @@ void AppendBits(Bytes& bytes, std::string bits) {
 const Bytes kHandData = {5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 0xFE, 5};
 constexpr std::size_t kHandLengthsAt = 0x83;
 
-/// The file of one block that the document shows byte by byte.
+/// The file of one block that docs/formats/tablebase.md shows byte by byte.
 Bytes HandMade() {
     std::ifstream page(TORVAL_TEST_DATA "/../../docs/formats/tablebase.md");
     Bytes dump;
@@ -151,12 +151,12 @@ TEST(Container, DamageIsNamedByClassAndPlaceAndChangesNothing) {
     struct Damage {
         const char* name;
         std::size_t at;
-        int bytes;  // that the value is put into: 1, or 4
+        int bytes;  // that the value is written to: 1 or 4
         std::uint32_t value;
         bool sealed;  // with a header checksum that fits
         ErrorClass error_class;
         Place place = {};
-        bool by_sums = false;  // seen only where checksums are retained
+        bool by_sums = false;  // detected only where checksums are retained
     };
     for (const Damage& c : {
              Damage{"banner of somebody else", 0, 1, 'Q', true, kNone},
@@ -496,7 +496,7 @@ TEST(ReadCompressedHeader, PassesOnEveryFaultOfTheFile) {
             error = ReadBlock(file, *info, block, out);
         }
         disk_step_fails = nullptr;
-        if (steps_to_failure > 0) {  // every step has had its turn
+        if (steps_to_failure > 0) {  // every step has failed once
             EXPECT_EQ(error, ErrorNone);
             EXPECT_GT(fail_at, 4);
             break;

@@ -1,4 +1,5 @@
-// Tables made from the rules, against files and values made independently, and against known mates.
+// Tables made from the rules, against files and values that a second implementation made for this
+// project, and against known mates.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -44,7 +45,7 @@ SmallBoard ReadBoard(const std::string& fen) {
         }
     }
     if (parsed->double_step.empty()) return board;
-    // What was parsed is the position before the pawn's step.
+    // The parsed position is the one before the pawn's step.
     const auto square_at = [&](std::size_t i) {
         return (parsed->double_step[i + 1] - '1') * 8 + parsed->double_step[i] - 'a';
     };
@@ -61,7 +62,7 @@ const TableSet& ThreeMen() {
     return tables;
 }
 
-/// Compares every value of the list whose position has at most so many men.
+/// Compares every value of the list whose position has at most this many men.
 void ExpectListedValues(const TableSet& tables, int most_men, int least_rows) {
     int rows = 0;
     for (const auto& [fen, value] : ListedValues()) {
@@ -83,7 +84,7 @@ int LongestMate(const TableSet& tables, const char* name) {
     return longest;
 }
 
-/// One entry in `every` agrees with those that its moves lead to.
+/// Checks that every Nth entry agrees with those that its moves lead to.
 void ExpectConsistent(const TableSet& tables, int id, std::size_t every) {
     const auto name = kTablebaseClasses[static_cast<std::size_t>(id)].Name();
     for (int side = 0; side < 2; ++side) {
@@ -107,7 +108,7 @@ void ExpectConsistent(const TableSet& tables, int id, std::size_t every) {
 
 bool MatesWithin(const slow::Chess& chess, int moves);
 
-/// Whether the side to move is mated within so many moves whatever it plays.
+/// Whether the side to move is mated within this many moves whatever it plays.
 bool IsMatedWithin(const slow::Chess& chess, int moves) {
     const auto replies = chess.LegalMoves();
     if (replies.empty()) return chess.InCheck(chess.white_to_move);
@@ -152,7 +153,7 @@ void ExpectMatesOfPlainSearch(const TableSet& tables, int id, int count, int dep
     }
 }
 
-TEST(Generator, ThreeMenEqualOtherMakersFiles) {
+TEST(Generator, ThreeMenEqualTheReferenceFiles) {
     const TableSet& tables = ThreeMen();
     const auto expect_equal = [&](const char* name, std::size_t side, const char* file) {
         const auto expected = ReadEntries(file);

@@ -1,4 +1,5 @@
-// The numbering of positions: against an independent implementation, stated totals, and itself.
+// The numbering of positions: against a second implementation made for this project, stated totals,
+// and itself.
 
 #include <gtest/gtest.h>
 

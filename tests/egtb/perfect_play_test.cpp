@@ -1,5 +1,5 @@
-// The engine plays positions that the databases know: it never lets a win or a draw go, and the win
-// comes as fast as it can. The other side defends as well as can be, by the values themselves.
+// The engine plays positions that the databases know: it never gives away a win or a draw, and it
+// wins as fast as possible. The other side defends as well as possible, by the values themselves.
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -1,4 +1,4 @@
-// What the evaluation hears from the databases, with files made here.
+// What the evaluation gets from the databases, with files made here.
 
 #include "egtb/nalimov/probe.h"
 
@@ -112,7 +112,8 @@ TEST_F(ProbeTest, ScoresCountThePliesToMate) {
     }
 }
 
-/// Values made by another program; half of the rows have the lone king's colours exchanged.
+/// Values made for this project by a second implementation; half of the rows have the lone king's
+/// colours exchanged.
 TEST_F(ProbeTest, GivesTheValuesOfAllThreeMenClasses) {
     int rows = 0;
     for (const auto& [fen, value] : ListedValues()) {
@@ -136,7 +137,7 @@ TEST_F(ProbeTest, AsksNearTheRootOnly) {
         int ply;
         bool known;
     };
-    // One after the other: what was looked up stays so until the men change.
+    // In this order: a looked-up class is kept until the men change.
     for (const Case& c : {Case{kQueen, 0, true},
                           Case{kRook, 11, false},
                           Case{kQueen, 60, true},
@@ -285,7 +286,7 @@ TEST_F(ProbeTest, AFileThatVanishesIsNoDatabase) {
     fs::rename(FileOf(4, 0) + ".away", FileOf(4, 0));
 }
 
-/// From the longest mate both sides play as well as can be, so it takes exactly as long.
+/// From the longest mate both sides play perfectly, so it takes exactly as long.
 TEST_F(ProbeTest, TheSearchPlaysTheLongestMate) {
     SetUpPosition("8/8/8/8/8/2k5/1R6/K7 w - - 0 1");
     std::string fen;
@@ -312,7 +313,7 @@ TEST_F(ProbeTest, TheSearchPlaysTheLongestMate) {
         MAINVAR line;
         ASSERT_EQ(ComputeMove(&line), StatusOk);
         ClearFlags(FlagBusy);
-        // The search counts from the position behind its first move.
+        // The search counts from the position after its first move.
         EXPECT_EQ(line.score, (plies % 2 == 0 ? 1 : -1) * (10000 - (30 - plies))) << plies;
         ASSERT_GT(line.vlen, 0);
         const Move best = Plain(line.bstvar[0]);

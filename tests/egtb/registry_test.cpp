@@ -106,7 +106,7 @@ TEST_F(RegistryTest, SearchesItsOwnDirectoryAndThenThePath) {
     }
 }
 
-/// Each directory is read once, whatever the path repeats, and a stop ends the search.
+/// Each directory is read once, even if the path repeats it, and a stop ends the search.
 TEST_F(RegistryTest, LooksForNoMoreFilesThanThereAre) {
     static int opened = 0;
     WriteFor("kqk", 0, "kqk.nbw");
@@ -195,7 +195,7 @@ TEST_F(RegistryTest, KnowsWhichMenAClassCovers) {
     EXPECT_FALSE(RegisterTablebaseFile("/nowhere", 19, 0));
 }
 
-/// A compressed file without blocks whose header says blocks of so many bits.
+/// A compressed file without blocks whose header gives this block size in bits.
 Bytes EmptyFileOf(int block_bits) {
     Bytes file = CompressTablebase({});
     file.resize(kFixedHeaderBytes);

@@ -1,4 +1,5 @@
-// The numbering of Thompson databases: against an independent implementation and by its symmetries.
+// The numbering of Thompson databases: against a second implementation made for this project, and
+// by its symmetries.
 
 #include "egtb/thompson/thompson_index.h"
 
@@ -81,7 +82,7 @@ TEST_F(ThompsonIndexTest, ImagesShareANumberThatOthersDoNotHave) {
                 EXPECT_EQ(*index, 0U) << "the pawn is absent";
                 continue;
             }
-            // A number belongs to one placement and its images, so the way back ends among them.
+            // A number belongs to one placement and its images, so the inverse is one of them.
             EXPECT_NE(std::ranges::find(images, ThompsonSquaresAt(type, *index)), images.end());
         }
     }

@@ -1,4 +1,5 @@
-// A host for tests of the engine object: it records what it is told, in order, and can act in it.
+// A host for tests of the engine object: it records the callbacks in order, and can act within
+// them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -61,7 +62,7 @@ private:
     }
 };
 
-/// A started engine with every notification on; at the end nothing may be left of it.
+/// A started engine with every notification on; at the end nothing of it may remain.
 class ComponentTest : public testing::Test {
 protected:
     ComponentTest() {

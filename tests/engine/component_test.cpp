@@ -172,7 +172,7 @@ TEST_F(ComponentTest, StartsOnOneThreadOnly) {
     EXPECT_GE(site->finals[0].vlen, 1) << "the first thread is still served";
 }
 
-/// What no story of a game needs, by method: a null pointer, and the plain answer.
+/// Cases that no game covers, by method: a null pointer, and the simple answer.
 TEST_F(ComponentTest, AnswersTheQuietMethods) {
     Ref<IChessBook> book;
     Ref<IPersistStreamInit> settings;
@@ -252,7 +252,7 @@ TEST_F(ComponentTest, KeepsItsStateUnderRandomCommands) {
             }
             case 1: {
                 const HRESULT result = engine->StartPondering(0);
-                // Just behind a final result the thread may still be on its way back.
+                // Right after a final result the thread may still be returning from the callback.
                 EXPECT_TRUE(result == S_OK || result == S_FALSE || result == 6);
                 break;
             }

@@ -1,4 +1,4 @@
-// What the tests of the settings pages share: a page, its controls and a site that takes notes.
+// What the tests of the settings pages share: a page, its controls and a site that records calls.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ namespace torval {
 
 using for_tests::live_objects;
 
-/// A site that counts what it is told and can do something then.
+/// A site that counts its calls and can act within them.
 class RecordingPageSite final : public Object<RecordingPageSite, IPropertyPageSite> {
 public:
     void* FindInterface(const GUID& iid) {

@@ -189,7 +189,7 @@ TEST_F(ApplyParametersTest, AppliesAllOrNothing) {
         Fill(0);
         SettingsBlock expected = settings_block;
         expected.BookUse = row.book;
-        // A copy of its very size: reading beyond it is seen by the address sanitizer.
+        // A copy of exactly its size: the address sanitizer detects reading beyond it.
         const Bytes exact(row.block);
         EXPECT_EQ(ApplyParameters(exact, false), row.applied) << row.name;
         EXPECT_TRUE(Same(expected)) << row.name;

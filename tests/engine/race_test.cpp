@@ -1,4 +1,4 @@
-// Bad orders of two threads, forced by holding one up, and what is left behind by many rounds.
+// Bad interleavings of two threads, forced by holding one up, and leaks over many rounds.
 #include <dirent.h>
 #include <malloc.h>
 #include <unistd.h>
@@ -53,7 +53,7 @@ void Hold(const std::atomic<bool>& until) {
     while (!until) std::this_thread::yield();
 }
 
-/// Each look at the clock takes a tenth of a second: what waits five seconds is soon done.
+/// Each look at the clock takes a tenth of a second: a wait of five seconds is soon over.
 std::atomic<bool> by_looks = false;
 std::atomic<std::uint32_t> looks = 0;
 
@@ -79,7 +79,7 @@ protected:
         at_point = std::move(action);
         race_hook = [](RacePoint point) { at_point(point); };
     }
-    /// Whatever has happened, a computation gives a move and a stop ends it.
+    /// Whatever has happened, a computation finds a move and a stop ends it.
     void ExpectItWorks() {
         race_hook = nullptr;
         by_looks = false;
@@ -174,7 +174,7 @@ TEST_F(RaceTest, NewDatabasesWaitForTheNextComputation) {
     fs::remove_all(folder);
 }
 
-/// The host asks for its own end while the engine waits in a callback behind that message.
+/// The host's quit message is queued before the callback in which the engine waits.
 TEST_F(RaceTest, QuitWhileACallIsMarshalled) {
     const ThreadId host = CurrentThread();
     std::atomic<bool> posted = false;
@@ -212,7 +212,7 @@ TEST_F(RaceTest, AHostThatNeverDispatches) {
     ExpectItWorks();
 }
 
-/// The engine's thread gets a quit message that nobody should have sent.
+/// The engine's thread gets an unexpected quit message.
 TEST_F(RaceTest, AThreadThatDied) {
     PutLevel(0, 3);
     const auto die = std::make_shared<Once>(
@@ -249,7 +249,7 @@ TEST_F(RaceTest, StopBeforeTheThreadRuns) {
     ExpectItWorks();
 }
 
-/// What a thread waits for happens when it has looked and does not yet wait.
+/// The event arrives between a thread's check and its wait.
 TEST_F(RaceTest, AWakeUpBetweenCheckAndWait) {
     constexpr std::uint32_t kLong = 60000;
     constexpr std::uint32_t kMessage = 77;
@@ -281,7 +281,7 @@ struct CallBack {
     const char* note;  ///< the callback
     HRESULT (*call)(IChessEngine2* engine);
     HRESULT answer;
-    std::size_t finals;  ///< final results in all, with a stop behind it
+    std::size_t finals;  ///< final results in all, with a stop after it
 };
 
 class CallBackTest : public RaceTest, public testing::WithParamInterface<CallBack> {};

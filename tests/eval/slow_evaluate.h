@@ -2,7 +2,7 @@
 // packed. It reads the board, the order of the piece lists, the rights and the turn of the working
 // position, and of the engine's evaluation only the source tables.
 //
-// Shape    every term is written for White. Black's men are looked at with the ranks turned, and
+// Shape    every term is written for White. Black's men are seen with the ranks mirrored, and
 //          tables are indexed that way too.
 // Units    1/128 pawn.
 #pragma once

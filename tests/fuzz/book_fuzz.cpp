@@ -1,8 +1,8 @@
-// Whatever bytes lie in an opening book, looking up, choosing, editing and checking end soundly.
+// Whatever bytes an opening book contains, looking up, choosing, editing and checking end cleanly.
 //
 // Input    the first byte chooses a line of moves and an edit, the next 34 are the header, the rest
 //          follows. Half of the inputs get a header that the engine can work with, so that the
-//          bytes behind it matter.
+//          bytes after it matter.
 
 #include <unistd.h>
 
@@ -54,7 +54,7 @@ void Verify() {
     }
 }
 
-/// A header for small blocks; which of its fields stay as they came the choice tells.
+/// A header for small blocks; `choice` says which of its fields keep their input values.
 void Mend(std::vector<std::uint8_t>* bytes, unsigned choice) {
     if (bytes->size() < kBookHeaderSize) return;
     std::uint8_t* const header = bytes->data();

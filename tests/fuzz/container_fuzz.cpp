@@ -1,5 +1,5 @@
 // Whatever bytes arrive as a compressed database file, reading stays inside its buffers and gives
-// the same answer twice.
+// the same result twice.
 //
 // Input    the first byte chooses. Even: the rest is a file. Odd: the rest is what follows the first
 //          80 bytes, which are put in front with a good header size; the second byte is the number
@@ -68,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(info->offsets.size() == std::size_t{info->blocks} + 1);
     for (std::uint32_t block = 0; block < info->blocks && block < 8; ++block) {
         if (info->offsets[block + 1] > file.size()) break;
-        // Copies of their very size, so that a byte beyond them is seen.
+        // Copies of exactly their size, so that access beyond them is detected.
         const Bytes compressed(
             file.begin() + static_cast<std::ptrdiff_t>(info->offsets[block]),
             file.begin() + static_cast<std::ptrdiff_t>(info->offsets[block + 1]));

@@ -1,6 +1,6 @@
 // Whatever bytes are accepted as a position can be generated, evaluated and searched.
 //
-// Input    the first byte chooses: a CHSBRD as it lies in memory, changes of single bytes of the
+// Input    the first byte chooses: a CHSBRD as it is in memory, changes of single bytes of the
 //          start position (index, value), or the text of a FEN.
 
 #include <cstdlib>

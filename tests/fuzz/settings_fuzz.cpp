@@ -78,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     constexpr std::uint8_t kHead[] = {'Q', 'V', 'R', 'T', 2, 1, 0, 0};
     Forget();
     const int kind = data[0] % 4;
-    // A copy of its very size, so that reading beyond it is seen.
+    // A copy of exactly its size, so that reading beyond it is detected.
     std::vector<std::uint8_t> rest(data + 1, data + size);
     if (kind < 2) {
         if (kind == 1) rest.insert(rest.begin(), std::begin(kHead), std::end(kHead));

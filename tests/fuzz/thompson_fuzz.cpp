@@ -1,5 +1,5 @@
-// Whatever bytes lie in a Thompson database file, opening, reading and verifying end soundly, and a
-// value does not depend on how it is read.
+// Whatever bytes a Thompson database file contains, opening, reading and verifying end cleanly, and
+// a value does not depend on how it is read.
 //
 // Input    the first byte chooses. Even: the rest is a file. Odd: small numbers for the header, a byte
 //          each, then the blocks; the header's lengths always fit the file.
@@ -35,7 +35,7 @@ const std::string& FileName() {
     return name;
 }
 
-/// Input bytes one by one, zeros behind the end.
+/// Input bytes one by one, zeros after the end.
 class Input {
 public:
     explicit Input(Bytes bytes) : bytes_(std::move(bytes)) {}

@@ -47,7 +47,7 @@ protected:
         return status;
     }
 
-    /// As if so many reversible plies had led here, through positions that do not come again.
+    /// As if this many reversible plies had led here, through positions that do not recur.
     static void PretendPlies(int plies) {
         std::fill_n(game_record.PlyStack.begin() + 1, plies, PlyRecord{});
         game_record.top = game_record.PlyStack.data() + plies;

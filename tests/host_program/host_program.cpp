@@ -3,8 +3,8 @@
 //   host_program leave ROUNDS       returns from main while the engine thinks; each child must end well
 //   host_program no-memory STRIDE BOOK
 //                                   fails each STRIDEth allocation of a host's life, once and from
-//                                   then on; whatever answers that there is no memory must work when
-//                                   it is asked again. BOOK is an opening book, which is copied.
+//                                   then on; a call that reports a lack of memory must work when
+//                                   repeated. BOOK is an opening book, which is copied.
 //
 // It knows the public headers alone, and is linked with either library.
 #include <fcntl.h>
@@ -112,7 +112,7 @@ public:
     _exit(2);
 }
 
-/// Takes a step until it works. It may say once that there is no memory, which then comes back.
+/// Takes a step until it works. It may once report a lack of memory, which is then available again.
 template <typename Step>
 void Do(const char* name, Step step, HRESULT wanted = S_OK) {
     HRESULT result = step();

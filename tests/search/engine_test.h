@@ -57,7 +57,7 @@ private:
 /// A level with the usual floor of the capture search.
 LEVEL LevelOf(int mode, int depth1, int time1, int moves1 = 0, int time2 = 0, int moves2 = 0);
 
-/// Everything that a search answers with.
+/// Everything that a search returns.
 struct SearchRecord {
     int vlen = 0;
     int depth = 0;

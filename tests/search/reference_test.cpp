@@ -1,4 +1,4 @@
-// The answers of an independent implementation of the same rules, see tests/data/reference.
+// The answers of a second implementation made for this project, see tests/data/reference.
 
 #include <fstream>
 #include <nlohmann/json.hpp>

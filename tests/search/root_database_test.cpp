@@ -291,7 +291,7 @@ TEST_F(RootDatabaseTest, LosesAsLateAsItCan) {
 }
 
 TEST_F(RootDatabaseTest, WithoutADatabaseMoveTheSearchMoves) {
-    // Nothing is known but that one move mates, which the file should have told.
+    // Nothing is known but that one move mates, which the file should have reported.
     Write("RR_R.G", {{"7k/8/6K1/8/8/8/5R2/8 b - - 0 1", 12}});
     SetUpPosition("7k/8/6K1/8/8/8/8/5R2 w - - 0 1");
     for (int round = 0; round < 2; ++round) {
@@ -421,7 +421,7 @@ TEST_F(RootDatabaseTest, TheOldestSlotGivesWay) {
     struct Row {
         const char* name;
         const char* fen;
-        int value;  ///< 0: the file knows nothing of it
+        int value;  ///< 0: the file has no value for it
     };
     const std::vector<Row> rows = {{"QQ_Q.G", "8/8/8/1q1k4/8/8/8/KQQ5 b - - 0 1", 11},
                                    {"QR_R.G", "8/8/8/1r1k4/8/8/8/KQR5 b - - 0 1", 12},

@@ -120,7 +120,7 @@ TEST_F(TimeTest, AllowsIterationsByLevel) {
         std::uint32_t last_ms;
         bool allowed;
     };
-    // What an iteration of 307 ms just allows.
+    // The limit that an iteration of 307 ms just allows.
     think_controller.budget.TargetTime = 307 / 4 + 3 * 307;
     for (const Row& row : {Row{0, 5, 5, 9999, true},
                            Row{0, 5, 6, 0, false},

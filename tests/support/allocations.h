@@ -1,6 +1,6 @@
-// Every use of operator new in the test program: counted, and made to fail where a test wants it.
+// Every use of operator new in the test program: counted, and made to fail where a test wants that.
 //
-// Thread   the count is everybody's, what fails is the calling thread's.
+// Thread   the count is for all threads, failures are for the calling thread.
 #pragma once
 
 #include <cstddef>
@@ -11,11 +11,11 @@ namespace torval {
 /// Since the program started.
 std::uint64_t AllocationCount();
 
-/// How operator new tells that there is no memory.
+/// How operator new reports that there is no memory.
 enum class Refusal { Throws, IsNull };
 
-/// While it lives, memory of exactly so many bytes cannot be had on this thread by that operator;
-/// with 0 bytes all can.
+/// While it lives, allocations of exactly this many bytes fail on this thread with that operator;
+/// with 0 bytes none fail.
 class FailingAllocation {
 public:
     explicit FailingAllocation(std::size_t bytes, Refusal refusal);

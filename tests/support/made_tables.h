@@ -25,7 +25,8 @@ private:
     std::filesystem::path folder_;
 };
 
-/// A position and the value that another program has for its side to move.
+/// A position and its value for the side to move, as a second implementation made for this project
+/// has it.
 struct ListedValue {
     std::string fen;
     TablebaseValue value;

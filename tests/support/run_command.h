@@ -6,7 +6,7 @@
 
 namespace torval {
 
-/// What a call answered: the exit status, standard output and standard error.
+/// The result of a call: the exit status, standard output and standard error.
 struct Ran {
     int code;
     std::string out;

@@ -3,7 +3,7 @@
 // Shape    an 8 x 8 array of FEN letters; every pair of squares is tried as a move.
 // Thread   no shared state; any thread.
 // Exception to the rules, shared with the engine: a rook taken at home leaves its castling right,
-//          which comes to nothing unless another rook of its side goes there.
+//          which has no effect unless another rook of its side moves there.
 #pragma once
 
 #include <array>

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-# Plays terminal sessions against the program, and compares what is answered with what is written.
+# Plays terminal sessions against the program, and compares its output with the text in the file.
 #
 #     run.py [--update] PROGRAM FILE...
 #
@@ -28,7 +28,7 @@ import subprocess
 import sys
 import tempfile
 
-PATIENCE_S = 60  # far longer than any step; only a fault gets here
+PATIENCE_S = 60  # far longer than any step; only a fault takes this long
 HOME = "/home/me"
 TESTS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 TYPED = re.compile(r"(torval)?> ?")

@@ -148,7 +148,7 @@ void Merge(std::span<const std::unique_ptr<TallyRun>> runs, Use use) {
     }
 }
 
-/// Gathers the moves of one position after the other.
+/// Collects the moves position by position.
 class PositionGatherer {
 public:
     PositionGatherer(BookImage* image, std::uint32_t min_games)

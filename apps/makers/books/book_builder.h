@@ -1,4 +1,4 @@
-// A book made from games: counted, sorted, and laid down as a file.
+// A book made from games: counted, sorted, and written as a file.
 //
 // Method   each move played becomes one 64-bit word of key, move and result. Full buffers are
 //          sorted, equal moves counted together, and spilled to unnamed temporary files (TMPDIR,
@@ -8,7 +8,7 @@
 //          itself as BookImage has it: below 300 MB however many games there are.
 // Scores   StatisticsScore of a move's games with kBookConfidence, for the side that moves. A game
 //          without a decision counts as played.
-// Thread   the thread that works on the position; game and position are others afterwards.
+// Thread   the thread that works on the position; game and position are changed afterwards.
 // Errors   std::runtime_error when a temporary file cannot be written, BookTooLarge.
 #pragma once
 
@@ -52,12 +52,12 @@ public:
     BookBuilder& operator=(const BookBuilder&) = delete;
 
     /// Adds every move of a game that began at `fen`, empty for the usual start; at most
-    /// kMostBookPlies. Gives what is wrong with the game, which then counts for nothing.
+    /// kMostBookPlies. Returns what is wrong with the game, which is then not counted.
     std::optional<std::string> AddGame(std::string_view fen,
                                        std::span<const std::string_view> moves,
                                        GameResult result);
 
-    /// Lays the book down. No game can be added after that.
+    /// Builds the book. No game can be added after that.
     BookImage Finish();
 
 private:

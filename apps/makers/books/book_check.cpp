@@ -41,7 +41,7 @@ private:
         if (++report_.fault_count <= kMostFaults) report_.faults.push_back(what);
     }
 
-    /// False: what the header says makes no sense of the rest.
+    /// False: by what the header says the rest cannot be read.
     bool CheckHeader() {
         const BookHeader& header = Header();
         for (const int at : {2, 3}) {
@@ -84,7 +84,7 @@ private:
         return true;
     }
 
-    /// Chains mostly go on in the next block, so several are read at a time.
+    /// Chains mostly continue in the next block, so several are read at a time.
     bool Read(std::uint64_t at, std::span<std::uint8_t> bytes) {
         if (at < window_begin_ || at + bytes.size() > window_begin_ + window_size_) {
             constexpr std::size_t kWindow = 8192;

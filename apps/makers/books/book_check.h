@@ -1,7 +1,7 @@
-// Whether a book file is whole: every block, link, record and counter of it.
+// Whether a book file is sound: every block, link, record and counter in it.
 //
-// Method   the file is read on its own, without the engine's lookup: each chain once from its slot
-//          on, block by block. A block that a chain has no right to ends the chain there.
+// Method   the file is read directly, without the engine's lookup: each chain once from its slot
+//          on, block by block. A block that does not belong to the chain ends it.
 // Memory   8 bytes for each position and a few for each block.
 // Thread   any; no position is needed.
 #pragma once
@@ -39,7 +39,7 @@ inline constexpr std::size_t kMostFaults = 100;
 using RecordVisitor = std::function<void(HashKey key, std::span<const BookEntry> entries)>;
 
 /// Reads the whole file and calls `visit`, when there is one, for each record in the order of the
-/// slots. Throws InputError for a file that cannot be read or that is no book at all.
+/// slots. Throws InputError for a file that cannot be read or that is not a book at all.
 BookReport CheckBook(const std::string& path, const RecordVisitor& visit = {});
 
 }  // namespace torval

@@ -18,7 +18,7 @@ constexpr std::uint32_t kMostSlots = 0x8000;
                        " blocks with " + std::to_string(positions) + " positions");
 }
 
-/// Appends blocks to the file that chains are laid down in.
+/// Appends the blocks of chains to the file.
 class ChainWriter {
 public:
     ChainWriter(std::vector<std::uint8_t>* file, std::size_t block_size)
@@ -28,7 +28,7 @@ public:
     void StartChain() { chain_.clear(); }
     std::uint32_t FirstBlock() const { return chain_.empty() ? 0 : chain_.front().number; }
 
-    /// False: the file cannot have so many blocks.
+    /// False: the file would have too many blocks.
     bool Put(std::span<const std::uint8_t> record) {
         auto block = std::ranges::find_if(
             chain_, [&](const Block& one) { return one.used + record.size() <= block_size_; });
@@ -70,7 +70,7 @@ private:
 
 }  // namespace
 
-// Room for the largest book is address space alone until it is filled; growing would copy.
+// Reserving the largest book costs only address space until it is filled; growing would copy.
 BookImage::BookImage(BookShape shape) : shape_(std::move(shape)) {
     records_.reserve(std::size_t{kMostBlocks} * shape_.BlockSize());
 }

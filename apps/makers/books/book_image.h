@@ -1,10 +1,10 @@
 // A book file put together in memory from positions and their moves.
 //
 // Shape    header, comment in block 1, index from block 2, then the chains in the order of their
-//          slots; a chain's records lie in the order in which they were added, each in its first
-//          block with room. The index is the smallest power of two that leaves a slot three
-//          quarters of a block on average, so most lookups read one block and a chain has room to
-//          grow; it has 16 slots at least and 32768 at most.
+//          slots; a chain's records are in the order in which they were added, each in its first
+//          block with room. The index is the smallest power of two that gives a slot three quarters
+//          of a block on average, so most lookups read one block and a chain has room to grow; it
+//          has 16 slots at least and 32768 at most.
 // Memory   twice the file, which is 32 MB at most with blocks of 512 bytes and 64 MB with 1024.
 // Thread   pure data.
 #pragma once
@@ -39,8 +39,8 @@ public:
     explicit BookImage(BookShape shape);
 
     /// Adds a position that was not added before, with its moves in the order in which the engine
-    /// is to find them. Of more than kMostEntries those with the most games stay; of none the
-    /// position is left out. Throws BookTooLarge.
+    /// is to find them. Of more than kMostEntries those with the most games are kept; a position
+    /// without moves is left out. Throws BookTooLarge.
     void Add(HashKey key, std::span<const BookEntry> entries);
 
     std::size_t Positions() const { return starts_.size(); }

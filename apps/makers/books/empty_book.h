@@ -1,4 +1,4 @@
-// The book that a user's own moves go to, before there are any.
+// The empty book that a user's own moves are added to.
 #pragma once
 
 #include <cstdint>

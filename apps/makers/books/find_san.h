@@ -15,7 +15,7 @@ enum class Reading { Found, Unreadable, NotLegal, Ambiguous };
 /// on Reading::Found only.
 Reading FindSan(std::string_view text, Move* move);
 
-/// "cannot be read" and so on; for every reading but Reading::Found.
+/// "cannot be read" and so on; for every reading except Reading::Found.
 const char* ReadingProblem(Reading reading);
 
 }  // namespace torval

@@ -37,8 +37,8 @@ std::optional<std::string> TagValue(std::string_view line) {
     return std::nullopt;
 }
 
-/// Games are letters and digits mostly, so every second byte of theirs is zero. In other texts a zero
-/// is a rare fault.
+/// Games are mostly letters and digits, so in UTF-16 every second byte is zero. In other texts a
+/// zero is a rare fault.
 bool LooksLikeUtf16(std::string_view start) {
     constexpr std::size_t kEnough = 4096;
     start = start.substr(0, kEnough);

@@ -1,9 +1,9 @@
 // Collections of games of any size, read one game at a time.
 //
 // Shape    PGN, or plain lines: one line of moves in each text line, with move numbers or without,
-//          a result at its end or none; empty lines and those that begin with # are passed over.
+//          a result at its end or none; empty lines and those that begin with # are skipped.
 // Memory   one buffer of the file and one game's first moves, however long a game or a comment is.
-// Damage   a game that cannot be read is handed out with its `error`; reading goes on behind it. A
+// Damage   a game that cannot be read is returned with its `error`; reading continues after it. A
 //          line that begins with "[Event " starts a game even within a comment without an end.
 // Source   the Portable Game Notation standard of 1994.
 #pragma once
@@ -21,7 +21,7 @@ namespace torval {
 struct StreamedGame {
     std::size_t line = 0;  ///< where it begins; the first is 1
     std::string fen;       ///< empty for the usual start
-    int white_elo = 0;     ///< 0: not told
+    int white_elo = 0;     ///< 0: not given
     int black_elo = 0;
     GameResult result = GameResult::Other;  ///< a draw and an unknown one are Other
     std::vector<std::string_view> moves;    ///< into `text`; valid until the next game is read
@@ -33,11 +33,11 @@ class GameStream {
 public:
     enum class Shape { Pgn, Lines };
 
-    /// The stream must outlive this. Of each game the first `most_moves` moves are handed out.
+    /// The stream must outlive this. At most `most_moves` moves of each game are returned.
     GameStream(std::istream& in, Shape shape, std::size_t most_moves);
 
-    /// Text of two bytes a character, told by its byte order mark or by the zero bytes at its start.
-    /// No game can be read from it.
+    /// Text of two bytes per character, recognised by its byte order mark or the zero bytes at its
+    /// start. No game can be read from it.
     bool IsUtf16() const { return is_utf16_; }
 
     /// False at the end.
@@ -46,7 +46,7 @@ public:
     std::uint64_t BytesRead() const { return tokens_.BytesRead(); }
 
 private:
-    /// The next game, or what a comment behind the last one leaves: nothing.
+    /// The next game; empty when only a comment follows the last one.
     bool ReadGame(StreamedGame* game);
     void ReadPgnGame(StreamedGame* game);
     void ReadLineGame(StreamedGame* game);

@@ -38,7 +38,7 @@ Move ReadMove(std::string_view text, std::string_view line) {
     return Plain(move);
 }
 
-/// What stands between tabs.
+/// The fields between tabs.
 std::vector<std::string_view> SplitFields(std::string_view line) {
     std::vector<std::string_view> fields;
     for (std::size_t begin = 0; begin <= line.size();) {
@@ -85,7 +85,7 @@ public:
         positions_[from].has_name = true;
     }
 
-    /// Only a step that comes nearer to the end of lines counts: one that leads back wastes time.
+    /// Only a step towards the ends of lines counts: one that leads back loses time.
     void Connect() {
         for (std::size_t from = 0; from < positions_.size(); ++from) {
             SetUp(positions_[from].moves);
@@ -151,7 +151,7 @@ private:
     std::unordered_map<HashKey, std::size_t> places_;
 };
 
-/// The positions with a name that steps of lines lead to from one of them, itself included.
+/// The named positions that lines lead to from a position, itself included.
 std::size_t CountNames(std::span<const OpeningPosition> positions, std::size_t from) {
     std::vector<std::size_t> found = {from};
     std::vector<bool> is_found(positions.size());
@@ -169,8 +169,8 @@ std::size_t CountNames(std::span<const OpeningPosition> positions, std::size_t f
     return names;
 }
 
-/// A pawn is much for a move that a line or two have. What many lines play is a gambit or deeper than
-/// the search that found the loss.
+/// Losing a pawn is a lot for a move that only a line or two have. What many lines play is a
+/// gambit, or deeper than the search that found the loss.
 bool IsLosing(const OpeningStep& step, std::size_t names) {
     constexpr int kPawn = 100;
     constexpr int kMorePerDoubling = 25;
@@ -195,8 +195,8 @@ OpeningGraph OpeningGraph::Read(std::span<const std::string_view> lines,
 }
 
 BookImage OpeningBook(const OpeningGraph& graph, BookShape shape) {
-    // The engine's default margin of 40 is a twelfth of the names. Half a pawn is within what the
-    // search that found a loss sees wrong, in gambits above all.
+    // The engine's default margin of 40 is a twelfth of the names. Half a pawn is within the error
+    // of the search that found the loss, above all in gambits.
     constexpr double kPerHalving = 11;
     constexpr int kSmallLoss = 50;
     constexpr double kRare = -80;

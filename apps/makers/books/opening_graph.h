@@ -1,12 +1,13 @@
 // The positions of the opening table, and the moves between them.
 //
 // Shape    every position that a line passes through is there once. Its moves are those of the lines
-//          and any other that leads to a position of the lines one half-move further on, so that an
-//          order of moves which no line has stays within the table.
-// Losses   what a move of the table costs by a search, for moves that cost much:
+//          and any other that leads to a position of the lines one half-move later, so that
+//          transpositions which no line has stay within the table.
+// Losses   what a move of the table loses by a search, for moves that lose much:
 //          data/openings-losses.tsv, which tools/vet_openings.cpp writes.
-// Thread   the thread that works on the position; game and position are others after Read.
-// Errors   std::runtime_error for a line that cannot be played, and for a loss of no such move.
+// Thread   the thread that works on the position; game and position are changed after Read.
+// Errors   std::runtime_error for a line that cannot be played, and for a loss whose move is not in
+//          the table.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +23,7 @@ namespace torval {
 
 struct OpeningStep {
     Move move;
-    std::size_t to;   ///< the position behind it
+    std::size_t to;   ///< the position after it
     bool is_on_line;  ///< else it only connects
     int loss;         ///< in 1/100 pawn, 0 where none is known
 };
@@ -51,10 +52,11 @@ private:
     std::vector<OpeningPosition> positions_;
 };
 
-/// Scores   0 for the move behind which most names lie, less the fewer there are and the more than
-///          half a pawn the move costs; differences up to 40, which is the engine's margin, are fit
-///          to be played alike. A move that is rare twice beyond that margin is excluded from play,
-///          and so is one that costs a pawn, and a quarter more for each doubling of the names.
+/// Scores   0 for the move that leads to the most names, lower for fewer names and for a loss
+///          beyond half a pawn; moves within 40, the engine's margin, are equally fit to be played.
+///          A move whose names alone put it beyond twice that margin is excluded from play, and so
+///          is one that loses a pawn, a limit that rises by a quarter for each doubling of the
+///          names.
 BookImage OpeningBook(const OpeningGraph& graph, BookShape shape);
 
 }  // namespace torval

@@ -69,8 +69,8 @@ private:
         }
     }
 
-    /// A block that coding hardly shortens is stored: reading it is then a mere copy, and its symbols
-    /// need no code words. It stays stored, since they may have lost them.
+    /// A block that coding hardly shortens is stored: reading it is then a plain copy, and its
+    /// symbols need no code words. It stays stored, since its symbols may have lost theirs.
     void ChooseStored() {
         for (bool changed = true; changed;) {
             SymbolCounts counts{};
@@ -90,7 +90,7 @@ private:
         for (std::size_t at = 0; at < work_.size(); ++at) Pack(blocks_[at], work_[at]);
     }
 
-    /// Length of the block's code. At least a byte, since a length of 0 means a whole block.
+    /// Length of the block's code. At least one byte, since a length of 0 means a full block.
     std::size_t BytesOf(const Block& block) const {
         std::uint64_t bits = 0;
         for (const Token& token : block.tokens) {

@@ -1,4 +1,4 @@
-// What the Nalimov databases say of a position and of each of its moves, in words.
+// What the Nalimov databases say about a position and each of its moves, in words.
 //
 // Purpose  reads the files by itself and shares nothing with the engine, so a host may ask while the
 //          engine computes.
@@ -29,7 +29,7 @@ public:
     DatabaseWords(const DatabaseWords&) = delete;
     DatabaseWords& operator=(const DatabaseWords&) = delete;
 
-    /// The directories that the engine searches; an empty path for its own alone.
+    /// The directories that the engine searches; an empty path for its own directory alone.
     void Use(const std::string& paths);
 
     /// "66 files of up to 4 men", "no files".
@@ -39,7 +39,7 @@ public:
     /// position, or null.
     std::optional<Verdict> Value(const CHSBRD& board, const EVAR* last);
 
-    /// The value and those of all moves, a line for each value; or why there are none.
+    /// The value and those of all moves, a line for each value; or why there is no value.
     std::vector<std::string> Lines(const CHSBRD& board, const EVAR* last);
 
 private:

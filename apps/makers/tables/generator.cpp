@@ -20,7 +20,7 @@ namespace {
 constexpr auto kRelaxed = std::memory_order_relaxed;
 constexpr std::uint8_t kNeverLost = 255;
 
-/// The board with the sides exchanged in the diagonal a1-h8.
+/// The board mirrored in the diagonal a1-h8.
 SmallBoard InDiagonal(const SmallBoard& board) {
     const auto mirrored = [](std::uint8_t square) {
         return static_cast<std::uint8_t>(square >> 3 | (square & 7) << 3);
@@ -37,15 +37,15 @@ bool IsOnRising(int square) { return (square >> 3) == (square & 7); }
 bool IsOnFalling(int square) { return (square >> 3) + (square & 7) == 7; }
 bool IsOnLongDiagonal(int square) { return IsOnRising(square) || IsOnFalling(square); }
 
-/// Both kings on one of the long diagonals: the numbering of classes without pawns then tells mirror
-/// images apart.
+/// Both kings on one of the long diagonals: the numbering of classes without pawns then
+/// distinguishes mirror images.
 bool KingsOnLongDiagonal(const SmallBoard& board) {
     const int a = board.side[0].king;
     const int b = board.side[1].king;
     return (IsOnRising(a) && IsOnRising(b)) || (IsOnFalling(a) && IsOnFalling(b));
 }
 
-/// Sorts, and leaves each one once; how many are left.
+/// Sorts and removes duplicates; returns how many are left.
 std::size_t RemoveRepeated(std::span<std::size_t> indices) {
     std::ranges::sort(indices);
     const auto end = std::unique(indices.begin(), indices.end());
@@ -54,8 +54,8 @@ std::size_t RemoveRepeated(std::span<std::size_t> indices) {
 
 constexpr std::size_t kPiece = 4096;
 
-/// Calls work(begin, end) on pieces of what lies from first, a multiple of kPiece, to last, on
-/// `threads` threads. Pieces begin at multiples of kPiece, and no two calls have the same one.
+/// Calls work(begin, end) on pieces of the range from first, a multiple of kPiece, to last, on
+/// `threads` threads. Pieces begin at multiples of kPiece, and no two calls get the same one.
 template <typename Work>
 void InPieces(std::size_t first, std::size_t last, unsigned threads, Work work) {
     std::atomic<std::size_t> next = first;
@@ -79,8 +79,8 @@ public:
             .fetch_or(std::uint64_t{1} << index % kBits, kRelaxed);
     }
 
-    /// Takes out what lies from begin, a multiple of kPiece, to end, and calls visit(index). Nobody
-    /// adds meanwhile.
+    /// Removes the indices from begin, a multiple of kPiece, to end, and calls visit(index) for
+    /// each. No thread may add meanwhile.
     template <typename Visit>
     void Take(std::size_t begin, std::size_t end, Visit visit) {
         for (std::size_t word = begin / kBits; word * kBits < end; ++word) {
@@ -155,7 +155,7 @@ public:
 
 private:
     struct Side {
-        std::vector<std::int8_t> value;   ///< as an entry; 0 also while it is open
+        std::vector<std::int8_t> value;   ///< as an entry; 0 also while undecided
         std::vector<std::uint8_t> moves;  ///< moves within the class that are not won yet
         /// The best move that changes the men: k > 0 wins in k, -(k + 1) loses in k, 0 none. With
         /// moves at kNeverLost one of them draws.
@@ -180,7 +180,7 @@ private:
         }
     }
 
-    /// This is half of the work, so it tells of its progress in steps.
+    /// This is half of the work, so it reports its progress in steps.
     void PrepareAll(const std::function<void(double)>& tell) {
         constexpr std::size_t kStep = 512 * kPiece;
         const double total = static_cast<double>(side_[0].value.size() + side_[1].value.size());
@@ -235,7 +235,7 @@ private:
             return;
         }
         const SmallBoard board = SmallBoard::Of(id_, side, *position);
-        // Its other index stands for it; this one takes the value over in the end.
+        // Its other index represents it; this one takes over the value at the end.
         if (HasTwoIndices(board) && NodeOf(board) != index) {
             s.moves[index] = kNeverLost;
             return;
@@ -280,7 +280,7 @@ private:
         }
     }
 
-    /// An index that does not stand for its position gets the value of the one that does.
+    /// An index that does not represent its position gets the value of the one that does.
     void TakeOver(int side, std::size_t index) {
         Side& s = SideAt(side);
         if (s.moves[index] != kNeverLost) return;
@@ -406,7 +406,7 @@ TablebaseValue TableSet::ValueAt(int class_id, int side, const ClassPosition& po
     if (!index) return kUnknownValue;
     const auto file_side = static_cast<std::size_t>(FileSideOf(class_id, side));
     const auto& entries = Of(class_id).side[file_side];
-    // A file stops behind its last legal position.
+    // A file ends after its last legal position.
     return *index < entries.size() ? WidenEntry(entries[static_cast<std::size_t>(*index)])
                                    : kUnknownValue;
 }

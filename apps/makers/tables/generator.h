@@ -4,9 +4,9 @@
 //          positions that are lost in k make those before them won in k + 1, and a position all of
 //          whose moves lead to won ones is lost. Moves that change the men are looked up in the
 //          classes that they lead to, which are made first.
-// Work     what was decided last is kept as a set, so that each position is followed backwards once.
-// Memory   three bytes and a quarter for each position of the class at work, one for each that is
-//          kept.
+// Work     the positions decided last are kept as a set, so that each is followed backwards once.
+// Memory   three bytes and a quarter for each position of the class at work, one for each of a
+//          class that is kept.
 // Errors   InputError when a class below knows no value that is needed, or a mate is too long for
 //          entries of one byte.
 // Thread   the calling thread and others; the result does not depend on how they share the work.
@@ -37,7 +37,7 @@ public:
     const ClassEntries& Of(int class_id) const {
         return *tables_[static_cast<std::size_t>(class_id)];
     }
-    /// Forgets all but these.
+    /// Drops all classes but these.
     void Keep(std::span<const int> class_ids);
 
     /// The value of a legal position whose class is in the set. Bare kings are a draw.
@@ -53,13 +53,13 @@ private:
 /// The classes that captures and promotions lead to.
 std::vector<int> ClassesBelow(int class_id);
 
-/// These classes and all that they need, each behind those that it needs.
+/// These classes and all that they need, each after those that it needs.
 std::vector<int> InOrderOfNeed(std::span<const int> class_ids);
 
-/// Bytes for making a class, those of the classes below it included. Behind BuildIndexTables.
+/// Bytes for making a class, those of the classes below it included. After BuildIndexTables.
 std::uint64_t MemoryNeeded(int class_id);
 
-/// Makes a class whose ClassesBelow are all in the set. `tell` hears of the progress, 0 to 1.
+/// Makes a class whose ClassesBelow are all in the set. `tell` is called with the progress, 0 to 1.
 ClassEntries Generate(int class_id,
                       const TableSet& tables,
                       const std::function<void(double)>& tell,

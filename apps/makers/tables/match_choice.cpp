@@ -146,7 +146,7 @@ Distances ChooseDistances(std::span<const std::span<const std::uint8_t>> sample)
             current[byte] = std::min(current[byte], costs[best][byte]);
         }
     }
-    // A distance must not be 0 even where nobody uses it.
+    // A distance must not be 0 even if it is unused.
     const auto end = chosen.begin() + static_cast<std::ptrdiff_t>(count);
     for (std::uint32_t distance = 1; count < chosen.size(); ++distance) {
         if (std::find(chosen.begin(), end, distance) == end) chosen[count++] = distance;
@@ -179,8 +179,8 @@ std::vector<Token> DivideBlock(std::span<const std::uint8_t> block,
     assert(block.size() <= kBlockBytes);
     const std::size_t size = block.size();
 
-    // Further bits are part of the price of a length code; the distance stands below it, so that
-    // the smaller of two words is also the cheaper match.
+    // Further bits are part of the price of a length code; the distance is in the bits below, so
+    // that the smaller of two words is also the cheaper match.
     constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
     std::array<std::array<std::uint32_t, kLengthCodes>, kDistances> priced;
     for (std::size_t d = 0; d < kDistances; ++d) {

@@ -10,7 +10,7 @@ namespace torval {
 
 namespace {
 
-/// A number that stands alone in a file of the system; none for "max" and for a missing file.
+/// The only number in a system file; nullopt for "max" and for a missing file.
 std::optional<std::uint64_t> NumberIn(const char* path) {
     std::ifstream in(path);
     std::uint64_t number = 0;
@@ -27,7 +27,7 @@ std::optional<std::uint64_t> FreeMemory() {
     return std::nullopt;
 }
 
-/// What the limit of a container leaves.
+/// What the container's limit leaves.
 std::optional<std::uint64_t> LeftInGroup() {
     const auto limit = NumberIn("/sys/fs/cgroup/memory.max");
     const auto used = NumberIn("/sys/fs/cgroup/memory.current");

@@ -6,7 +6,7 @@
 
 namespace torval {
 
-/// Bytes that the machine, and the limits it puts on this process, leave; none when it does not say.
+/// Bytes available on the machine within this process's limits; nullopt when unknown.
 std::optional<std::uint64_t> AvailableMemory();
 
 }  // namespace torval

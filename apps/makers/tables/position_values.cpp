@@ -148,7 +148,7 @@ bool MayCastle(const CHSBRD& board) {
                                Right{4 | 2, 0, White},
                                Right{16 | 32, 63, Black},
                                Right{64 | 32, 56, Black}}) {
-        // A rook that was taken at home leaves its right behind.
+        // A rook that was captured at home leaves its right set.
         if (!(board.castle & right.lost) &&
             (board.board[right.rook] & kCodeBits) == (CodeOf(right.side, Rook) & kCodeBits)) {
             return true;

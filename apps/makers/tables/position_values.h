@@ -1,10 +1,10 @@
-// What the endgame databases say of a position and of each of its moves, for people.
+// What the endgame databases say about a position and each of its moves, for display.
 //
 // Purpose  reads the files by itself and shares nothing with the engine, so a host may ask while the
 //          engine computes.
 // Range    positions without castling; classes of up to five men are read fully, wide ones too.
 // Errors   kUnknownValue where no file answers.
-// Thread   one at a time. Behind BuildIndexTables.
+// Thread   one at a time. After BuildIndexTables.
 #pragma once
 
 #include <functional>
@@ -30,20 +30,19 @@ using EntryReader = std::function<TablebaseValue(int class_id, int side, std::ui
 struct Gap {
     enum class Reason {
         NoClass,     ///< no database is for these men
-        NoFile,      ///< the one that would answer is not there
+        NoFile,      ///< the file needed is missing
         Damaged,     ///< it cannot be read where the value should be
         NoPosition,  ///< the class has no such position
         NoValue,     ///< the file leaves this position out
     };
     Reason reason;
-    std::string file;  ///< "kqkr.nbb" for one that is not there, else its whole name, if any
+    std::string file;  ///< "kqkr.nbb" for a missing one, else its full name, if any
 
     /// A clause: "there is no file kqkr.nbb".
     std::string Words() const;
 };
 
-/// The files of some directories, opened when they are first asked. Files that come or go later are
-/// not noticed.
+/// The files of some directories, opened on first use. Files that come or go later are not noticed.
 class TableReader {
 public:
     explicit TableReader(std::vector<std::string> directories)
@@ -51,7 +50,7 @@ public:
 
     TablebaseValue Read(int class_id, int side, std::uint64_t index);
 
-    /// Why Read does not know the value.
+    /// Why Read has no value.
     Gap WhyUnknown(int class_id, int side, std::uint64_t index);
 
     struct Extent {
@@ -78,14 +77,14 @@ private:
     std::map<std::pair<int, int>, Table> tables_;
 };
 
-/// Whether a king and a rook that have not moved stand at home.
+/// Whether a king and a rook that have not moved are at home.
 bool MayCastle(const CHSBRD& board);
 
 /// The square that the pawn of this move has passed, when a pawn stands beside it that could take;
 /// kNoEnPassant for any other move.
 int PassedSquare(const CHSBRD& board, const EVAR& last);
 
-/// The position with White as side 0; none with more men than a class has, or without a king.
+/// The position with White as side 0; nullopt with more men than a class has, or without a king.
 std::optional<SmallBoard> SmallBoardOf(const CHSBRD& board, int en_passant);
 
 /// For the side to move. Bare kings are a draw.

@@ -1,4 +1,4 @@
-// Prefix codes from the writer's side: which length each symbol's code word gets, and the words.
+// Prefix codes from the writer's side: the length of each symbol's code word, and the words.
 //
 // Thread   no shared state; any thread.
 #pragma once
@@ -23,8 +23,8 @@ private:
 };
 
 /// The lengths with which symbols that occur this often take the fewest bits, none above `longest`.
-/// 0 for what does not occur; 1 for a symbol that occurs alone. 2^longest is at least the number of
-/// symbols.
+/// 0 for symbols that do not occur; 1 for a symbol that occurs alone. 2^longest is at least the
+/// number of symbols.
 std::vector<std::uint8_t> CodeLengthsFor(std::span<const std::uint64_t> counts, int longest);
 
 /// A symbol and how it is written.
@@ -36,7 +36,7 @@ struct CodeWord {
 /// The canonical code words of these lengths; no bits for a symbol that occurs alone.
 std::vector<CodeWord> CodeWordsOf(std::span<const std::uint8_t> lengths);
 
-/// Writes the code lengths of the block alphabet in the shorter of the forms that a reader knows.
+/// Writes the code lengths of the block alphabet in the shorter of the forms that a reader accepts.
 void WriteCodeLengths(BitWriter& writer, std::span<const std::uint8_t> lengths);
 
 }  // namespace torval

@@ -1,8 +1,8 @@
 // Positions of a few men, moved forwards and backwards without the engine's board.
 //
 // Shape    the first side (0) moves its pawns towards rank 8. Squares are 0 to 63, a1 first.
-// Rules    no castling: a database knows none. En passant is possible where `en_passant` says so,
-//          and it says so whenever a pawn stands beside one that has just made a double step.
+// Rules    no castling: databases do not cover it. En passant is possible where `en_passant` says
+//          so, and it says so whenever a pawn stands beside one that has just made a double step.
 // Thread   plain data.
 #pragma once
 
@@ -77,7 +77,7 @@ inline Bitboard PieceTargets(unsigned type, int square, Bitboard occupied) {
     }
 }
 
-/// Where a pawn moves without taking.
+/// Where a pawn moves without capturing.
 inline Bitboard PawnSteps(unsigned side, int square, Bitboard occupied) {
     const Bitboard empty = ~occupied;
     const Bitboard one = (side == 0 ? BitAt(square) << 8 : BitAt(square) >> 8) & empty;
@@ -195,7 +195,7 @@ void ForEachPredecessor(const SmallBoard& board, Visit visit) {
         // The side that is to move here would not have been left in check by its own move.
         if (before.InCheck(board.to_move)) return;
         visit(before);
-        // The same move was there when a capture en passant could have been made instead.
+        // The same move was also possible when en passant was available instead.
         const unsigned stepped = board.to_move;
         const Bitboard taken = before.Occupied();
         const SmallBoard::Men& others = before.side[stepped];
@@ -222,7 +222,8 @@ void ForEachPredecessor(const SmallBoard& board, Visit visit) {
         const int to = men.square[i];
         Bitboard origins = 0;
         if (men.type[i] == Pawn) {
-            // A step back is a step of the other side; only from rank 4 can there be two.
+            // A step back is a step forward of the other side; a double step is possible only from
+            // rank 4.
             const Bitboard empty = ~occupied;
             const Bitboard one = (mover == 0 ? BitAt(to) >> 8 : BitAt(to) << 8) & empty &
                                  ~RankMask(0) & ~RankMask(7);
@@ -231,7 +232,7 @@ void ForEachPredecessor(const SmallBoard& board, Visit visit) {
             if (BitAt(to) & rank4) two = (mover == 0 ? one >> 8 : one << 8) & empty;
             const bool can_be_taken = PawnBeside(board.side[board.to_move], to);
             if (board.en_passant != kNoEnPassant) {
-                // Only the double step that has made the capture possible leads here.
+                // Only the double step that made the capture possible leads here.
                 const int passed = mover == 0 ? to - 8 : to + 8;
                 origins = passed == board.en_passant ? two : 0;
             } else {

@@ -78,7 +78,7 @@ int ClassByName(const std::string& name) {
 TableFile TableFileByName(const std::string& path) {
     const std::string name = std::filesystem::path(path).filename().string();
     const std::size_t letters = name.find_first_of("._");
-    // The form without a point has its suffix right behind the class.
+    // The form without a dot has its suffix right after the class.
     const std::size_t suffix = letters == std::string::npos ? name.size() : letters + 1;
     TableFile file{.class_id = 0, .side = 0, .path = path};
     const std::string stem = name.substr(0, letters);

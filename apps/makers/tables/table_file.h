@@ -2,7 +2,7 @@
 //
 // Range    classes of up to five men; those of six are too large for this.
 // Errors   InputError for a file that is missing, damaged or of another kind, naming it.
-// Thread   any; no shared state. Behind BuildIndexTables.
+// Thread   any thread, after BuildIndexTables; no shared state.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,8 @@ struct TableFile {
 /// Which file a name stands for, in any of the five forms: "tb/kqkr.nbw", "kqkr_nbb.emd".
 TableFile TableFileByName(const std::string& path);
 
-/// The first file of a class and side in the directories, damaged or not; none when there is none.
+/// The first file of a class and side in the directories, damaged or not; nullopt when there is
+/// none.
 std::optional<TableFile> FindTableFile(const std::vector<std::string>& directories,
                                        int class_id,
                                        int side);
@@ -45,7 +46,7 @@ std::string ValueText(TablebaseValue value);
 /// A FEN with the first side as White.
 std::string FenOf(const SmallBoard& board);
 
-/// What a position is worth whose best move leads to one of this value for the other side.
+/// The value of a position whose best move leads to one with this value for the other side.
 TablebaseValue ValueBefore(TablebaseValue after);
 
 }  // namespace torval

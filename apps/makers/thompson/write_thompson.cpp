@@ -47,7 +47,7 @@ public:
     std::uint32_t Leaves() const { return leaves_; }
 
     /// Calls leaf(symbol) for each leaf of a block, then rare(value) for each of its values that is
-    /// none of the common ones.
+    /// not a common one.
     template <typename Leaf, typename RareValue>
     void ForEach(std::span<const std::uint8_t> block, Leaf leaf, RareValue rare) const {
         while (!block.empty()) {
@@ -55,7 +55,7 @@ public:
             block = block.subspan(values.size());
             std::uint32_t symbol = 0;
             for (std::uint32_t i = 0; i < values_per_leaf_; ++i) {
-                // What lies behind the end is never read.
+                // Anything after the end is never read.
                 const std::uint32_t digit = i < values.size() ? digits_[values[i]] : 0;
                 symbol = symbol * (Rare() + 1) + digit;
             }
@@ -76,7 +76,7 @@ private:
     std::uint32_t leaves_ = 1;
 };
 
-/// A decoding tree, and the way to each of its leaves.
+/// A decoding tree, and the path to each of its leaves.
 struct Code {
     std::vector<std::uint32_t> tree;
     std::vector<CodeWord> words;  ///< by symbol
@@ -110,7 +110,7 @@ Code CodeFor(std::span<const std::uint64_t> counts) {
     code.words.resize(counts.size());
     if (symbols.empty()) return code;
     if (symbols.size() == 1) {
-        // A reader takes a bit in any case.
+        // A reader always takes at least one bit.
         code.words[symbols[0]] = {.bits = 0, .length = 1};
         code.tree.assign(2, kThompsonLeaf | symbols[0]);
         return code;
@@ -154,7 +154,7 @@ public:
     const std::vector<std::uint32_t>& RareTree() const { return rare_.tree; }
     std::uint64_t DataBits() const { return data_bits_; }
 
-    /// Appends a block; how many bits it took.
+    /// Appends a block; returns how many bits it took.
     std::uint64_t Put(std::span<const std::uint8_t> block, BitWriter* out) const {
         std::uint64_t bits = 0;
         const auto put = [&](const CodeWord& word) {
