@@ -1,7 +1,7 @@
 // Clocks, time budgets and the rules that start and stop an iteration.
 //
 // Units    milliseconds of the tick counter; differences modulo 2^32.
-// Owner    time.cpp writes platform/clocks.h and the budget in platform/controller.h.
+// Owner    time.cpp writes state/clocks.h and the budget in state/controller.h.
 // Thread   the clock tick runs on either thread, all else where its caller computes.
 #pragma once
 

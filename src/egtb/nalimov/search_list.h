@@ -26,7 +26,7 @@ extern std::atomic<bool> own_directory_is_searched;
 bool IsBlankPath(std::string_view path);
 
 /// The directories that are searched for a path, in this order: the component's own, then those of
-/// the path. None when the own one is turned off and the path is blank.
+/// the path. Empty when its own is turned off and the path is blank.
 std::vector<std::string> TablebaseDirectories(const std::string& path);
 
 /// Which files a directory may hold, by their names without regard to capitals.
